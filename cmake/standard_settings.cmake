@@ -1,0 +1,11 @@
+# Warnings and sanitizer flags, linked PRIVATE by every target of the project.
+add_library(standard_settings INTERFACE)
+target_compile_options(standard_settings INTERFACE -Wall -Wextra -Wpedantic)
+if(VEXIL_WERROR)
+  target_compile_options(standard_settings INTERFACE -Werror)
+endif()
+if(VEXIL_SANITIZE)
+  target_compile_options(standard_settings INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(standard_settings INTERFACE -fsanitize=address,undefined)
+endif()

@@ -1,0 +1,48 @@
+// Reads a statistics file line by line: header lines become Contexts, data lines Records in the
+// layout of the header before them. A file whose first line is data reads as "#time,sdrops".
+// In tail mode the reader waits at the end of the file, retrying at once, for the next line.
+#ifndef PERFLIB_BITS_LOG_FILE_H
+#define PERFLIB_BITS_LOG_FILE_H
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "export.h"
+#include "record.h"
+
+namespace perflib {
+
+class PERFLIB_EXPORT LogFile {
+ public:
+  // Throws std::runtime_error "Unable to open file: <path>".
+  LogFile(const std::string& path, bool tail);
+  LogFile(FILE* stream, bool tail);
+  virtual ~LogFile();
+  LogFile(const LogFile&) = delete;
+  LogFile& operator=(const LogFile&) = delete;
+
+  // The next record, or empty at the end (and for a data line that gives no values). In tail
+  // mode a read error throws std::runtime_error "File read error".
+  virtual RecordPtr read_next();
+  // Time of the record returned last; 0 before the first and after the end.
+  virtual std::int64_t get_prev_time();
+  virtual void do_destruct();
+  virtual void init(FILE* stream, bool tail, const std::string& name);
+  virtual void close();
+
+ protected:
+  FILE* file = nullptr;
+  std::string name;
+  bool tail = false;
+  RecordPtr previous;
+
+ private:
+  RecordPtr make_record(const std::shared_ptr<Context>& layout, char* line);
+  char* line = nullptr;  // getdelim's buffer, kept across calls
+  std::size_t capacity = 0;
+};
+
+}  // namespace perflib
+
+#endif

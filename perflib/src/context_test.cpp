@@ -1,0 +1,87 @@
+#include "perflib_bits/context.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "perflib_bits/calc_plan.h"
+#include "perflib_bits/field_tables.h"
+#include "perflib_bits/record.h"
+
+namespace perflib {
+namespace {
+
+Context parse(std::string header) { return Context(header.data()); }
+
+TEST(ContextTest, RecognisesTheLayout) {
+  struct Case {
+    const char* header;
+    int version;
+    std::size_t fields;
+  };
+  const Case cases[] = {
+      {"#time,sdrops\n", 1, 2},
+      {"#time,pkt_drop_percent,sdrops\n", 1, 3},  // "sdrops" wins
+      {"#time,pkt_drop_percent\n", 2, 2},
+      {"#timestamp,daq.received\n", 3, 2},
+      {"#\n", 3, 0},
+      {"#,,\n", 3, 0},
+      {"##time,sdrops\n", 0, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.header);
+    Context ctx = parse(c.header);
+    EXPECT_EQ(ctx.version, c.version);
+    EXPECT_EQ(ctx.fields.size(), c.fields);
+  }
+  EXPECT_EQ(Context(nullptr).version, 0);
+}
+
+TEST(ContextTest, ColumnsFromTheTableUnknownAndRepeated) {
+  Context ctx = parse("#timestamp,,foo,daq.received,foo,foo\n");
+  ASSERT_EQ(ctx.fields.size(), 5u);
+  EXPECT_EQ(*ctx.fields[0].label, "Time");
+  EXPECT_EQ(ctx.fields[0].type, PT_TIME);
+  EXPECT_EQ(*ctx.fields[1].name, "foo");
+  EXPECT_EQ(ctx.fields[1].type, PT_SUM);
+  EXPECT_EQ(*ctx.fields[2].label, "Pkts Recv");
+  EXPECT_EQ(*ctx.fields[3].name, "foo_DUPLICATE");
+  EXPECT_EQ(*ctx.fields[4].name, "foo_DUPLICATE");
+  EXPECT_EQ(ctx.index.size(), 4u);
+  EXPECT_EQ(ctx.find("foo_DUPLICATE"), 4u) << "a third occurrence takes the name over";
+  EXPECT_EQ(ctx.width, 13u);  // "foo_DUPLICATE"
+  EXPECT_EQ(ctx.time_index(), 0u);
+}
+
+TEST(ContextTest, EqualityIgnoresIndexAndWidth) {
+  Context a = parse("#timestamp,daq.received\n");
+  Context b = parse("#timestamp,daq.received\n");
+  EXPECT_EQ(a, b);
+  b.width = 99;
+  EXPECT_EQ(a, b);
+  EXPECT_NE(a, parse("#timestamp,daq.dropped\n"));
+  EXPECT_NE(parse("#time,x\n"), parse("#timestamp,x\n"));
+}
+
+TEST(ContextTest, KnownColumnsAddThreadPlansUpToTheHighestInstance) {
+  std::size_t before = calc_plans.size();
+  parse("#unknown,unknown_only\n");
+  EXPECT_EQ(calc_plans.size(), before) << "no known column, no plans";
+  // The highest thread seen so far in the table counts, even with no thread columns here.
+  const auto rounds = [] { return 3 * static_cast<std::size_t>(trelk_3_fields.max_instance + 1); };
+  parse("#timestamp\n");
+  EXPECT_EQ(calc_plans.size(), before + rounds());
+  before = calc_plans.size();
+  parse("#timestamp,thread_0.cpu_user,thread_3.cpu_wall\n");
+  ASSERT_GE(trelk_3_fields.max_instance, 3);
+  ASSERT_EQ(calc_plans.size(), before + rounds());  // threads 0 to the highest, inclusive
+  EXPECT_EQ(calc_plans[before].name, "stats.usr[0]");
+  EXPECT_EQ(calc_plans[before + 11].name, "stats.idle[3]");
+  char line[] = "1,50,200\n";
+  auto ctx = std::make_shared<Context>(parse("#timestamp,thread_3.cpu_user,thread_3.cpu_wall\n"));
+  Record r(ctx, line);
+  EXPECT_EQ(calc_plans[before + 9].expr->eval(&r, 0), 25);
+}
+
+}  // namespace
+}  // namespace perflib

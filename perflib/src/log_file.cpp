@@ -1,0 +1,106 @@
+#include "perflib_bits/log_file.h"
+
+#include <cstdlib>
+#include <stdexcept>
+#include <typeinfo>
+
+namespace perflib {
+
+namespace {
+
+// Larger than the C library's default, so a file is read in few system calls.
+constexpr std::size_t STREAM_BUFFER_SIZE = 64 * 1024;
+
+}  // namespace
+
+LogFile::LogFile(const std::string& path, bool tail) {
+  init(std::fopen(path.c_str(), "r"), tail, path);
+}
+
+LogFile::LogFile(FILE* stream, bool tail) { init(stream, tail, std::string()); }
+
+LogFile::~LogFile() {
+  do_destruct();
+  std::free(line);
+}
+
+void LogFile::init(FILE* stream, bool tail, const std::string& name) {
+  file = stream;
+  if (file == nullptr) {
+    throw std::runtime_error("Unable to open file: " + name);
+  }
+  this->tail = tail;
+  this->name = name;
+  if (file != stdin) {
+    std::setvbuf(file, nullptr, _IOFBF, STREAM_BUFFER_SIZE);
+  }
+}
+
+void LogFile::close() { std::fclose(file); }
+
+void LogFile::do_destruct() {
+  if (file != stdin) {
+    close();
+  }
+}
+
+std::int64_t LogFile::get_prev_time() { return previous ? previous->get_time() : 0; }
+
+RecordPtr LogFile::make_record(const std::shared_ptr<Context>& layout, char* text) {
+  // The record returned last is reused when nobody else holds it any more: the common case of a
+  // reader whose records are folded into another one, which then costs no allocation per line.
+  if (previous && previous.use_count() == 1 && previous->context == layout
+      && typeid(*previous) == typeid(Record)) {
+    previous->reparse(text);
+    return std::move(previous);
+  }
+  return std::make_shared<Record>(layout, text);
+}
+
+RecordPtr LogFile::read_next() {
+  std::shared_ptr<Context> layout;
+  for (;;) {
+    if (std::ferror(file) || (!tail && std::feof(file))) {
+      break;
+    }
+    ssize_t length;
+    if (!tail) {
+      length = getdelim(&line, &capacity, '\n', file);
+    } else {
+      // Wait for a whole line: a part read while reaching the end of the file is dropped.
+      do {
+        std::clearerr(file);
+        length = getdelim(&line, &capacity, '\n', file);
+      } while (std::feof(file));
+      std::clearerr(file);
+    }
+    if (length <= 0) {
+      break;
+    }
+    if (line[0] == '#') {
+      layout = std::make_shared<Context>(line);
+      continue;
+    }
+    if (!layout) {
+      if (previous) {
+        layout = previous->get_context();
+      } else {
+        char sdrop_header[] = "#time,sdrops\n";
+        layout = std::make_shared<Context>(sdrop_header);
+      }
+    }
+    RecordPtr record = make_record(layout, line);
+    if (record->get_pegs().empty()) {
+      record.reset();  // a line that gives no values ends this input
+    }
+    previous = record;
+    return record;
+  }
+  if (tail) {
+    throw std::runtime_error("File read error");
+  }
+  previous.reset();
+  return nullptr;
+}
+
+}  // namespace perflib

@@ -1,0 +1,42 @@
+#include "bucket.h"
+
+namespace vexil {
+
+std::int64_t bucket_start(std::int64_t t, int size) { return t - t % size; }
+
+Bucket::Bucket(std::int64_t time, int size, perflib::RecordPtr& last_printed)
+    : time(time), size(size), last_printed(last_printed), out(stdout) {}
+
+Bucket::~Bucket() {
+  if (records.empty()) {
+    return;
+  }
+  auto output = std::make_shared<perflib::Record>(std::make_shared<perflib::Context>(), nullptr);
+  for (const perflib::RecordPtr& r : records) {
+    output->multi_instance_accumulate(r);
+  }
+  output->collapse();
+  // Wrapping like unsigned arithmetic: the end of the last interval may pass the int64 range.
+  output->set_time(static_cast<std::int64_t>(static_cast<std::uint64_t>(time)
+                                             + static_cast<std::uint64_t>(size)));
+  output->print_csv_header(out, last_printed);
+  output->print_csv(out);
+  last_printed = output;
+}
+
+bool Bucket::should_contain(std::int64_t t) { return bucket_start(t, size) == time; }
+
+void Bucket::finish(perflib::RecordPtr r) {
+  if (!r) {
+    return;
+  }
+  r->collapse();
+  records.push_back(std::move(r));
+}
+
+std::shared_ptr<Bucket> make_bucket(std::int64_t time, int size,
+                                    perflib::RecordPtr& last_printed) {
+  return std::make_shared<Bucket>(time, size, last_printed);
+}
+
+}  // namespace vexil

@@ -1,0 +1,34 @@
+// The whole program: parse the command line, run the merge, report a user error.
+#ifndef VEXIL_VEXIL_MAIN_H
+#define VEXIL_VEXIL_MAIN_H
+
+#include <cstdio>
+#include <iostream>
+#include <stdexcept>
+
+namespace vexil {
+
+// Returns the exit status. Only std::runtime_error is caught: its text goes to standard error
+// after whatever the run printed while it was torn down.
+template <class Args, class Run>
+int vexil_main(int argc, char** argv) {
+  try {
+    Args args;
+    args.parse(argc, argv);
+    if (args.help) {
+      return 0;
+    }
+    Run run(args);
+    run.open_files();
+    run.merge_files();
+    return 0;
+  } catch (const std::runtime_error& e) {
+    std::fflush(stdout);
+    std::cerr << e.what() << std::endl;
+    return 1;
+  }
+}
+
+}  // namespace vexil
+
+#endif
