@@ -51,8 +51,10 @@ TEST_F(VexilTest, CommandLineOutcomes) {
       {{"-s", "x"}, "", "Filename must be specified with -f\n", 1},
       {{}, "", "Filename must be specified with -f\n", 1},
       {{"-f", missing, "-f", "also-missing"}, "", "Unable to open file: " + missing + "\n", 1},
-      {{"-d", dir.path() + "/", "-l", "x/", "-f", "a"}, "",
-       "Unable to open file: " + dir.path() + "//x//a\n", 1},
+      {{"-d", dir.path() + "/", "-l", "x/", "-f", "a"},
+       "",
+       "Unable to open file: " + dir.path() + "//x//a\n",
+       1},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(::testing::PrintToString(c.args));

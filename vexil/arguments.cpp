@@ -36,11 +36,21 @@ void Arguments::parse(int argc, char** argv) {
         help = true;
         show_help();
         return;  // nothing after -h is read or checked
-      case 'd': base = std::string(optarg) + "/"; break;
-      case 'f': file_names.emplace_back(optarg); break;
-      case 'l': log_dirs.push_back(std::string(optarg) + "/"); break;
-      case 's': supplemental_paths.emplace_back(optarg); break;
-      case 't': tail = true; break;
+      case 'd':
+        base = std::string(optarg) + "/";
+        break;
+      case 'f':
+        file_names.emplace_back(optarg);
+        break;
+      case 'l':
+        log_dirs.push_back(std::string(optarg) + "/");
+        break;
+      case 's':
+        supplemental_paths.emplace_back(optarg);
+        break;
+      case 't':
+        tail = true;
+        break;
       case 'T':
         bucket_size = std::stoi(optarg);  // deliberate: a non-number is not caught
         if (bucket_size < 1) {

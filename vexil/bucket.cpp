@@ -2,7 +2,9 @@
 
 namespace vexil {
 
-std::int64_t bucket_start(std::int64_t t, int size) { return t - t % size; }
+std::int64_t bucket_start(std::int64_t t, int size) {
+  return t - t % size;
+}
 
 Bucket::Bucket(std::int64_t time, int size, perflib::RecordPtr& last_printed)
     : time(time), size(size), last_printed(last_printed), out(stdout) {}
@@ -24,7 +26,9 @@ Bucket::~Bucket() {
   last_printed = output;
 }
 
-bool Bucket::should_contain(std::int64_t t) { return bucket_start(t, size) == time; }
+bool Bucket::should_contain(std::int64_t t) {
+  return bucket_start(t, size) == time;
+}
 
 void Bucket::finish(perflib::RecordPtr r) {
   if (!r) {
@@ -34,8 +38,7 @@ void Bucket::finish(perflib::RecordPtr r) {
   records.push_back(std::move(r));
 }
 
-std::shared_ptr<Bucket> make_bucket(std::int64_t time, int size,
-                                    perflib::RecordPtr& last_printed) {
+std::shared_ptr<Bucket> make_bucket(std::int64_t time, int size, perflib::RecordPtr& last_printed) {
   return std::make_shared<Bucket>(time, size, last_printed);
 }
 

@@ -36,8 +36,7 @@ class Bucket {
 // Start of the interval of length size that holds t, truncating toward zero.
 std::int64_t bucket_start(std::int64_t t, int size);
 
-std::shared_ptr<Bucket> make_bucket(std::int64_t time, int size,
-                                    perflib::RecordPtr& last_printed);
+std::shared_ptr<Bucket> make_bucket(std::int64_t time, int size, perflib::RecordPtr& last_printed);
 
 }  // namespace vexil
 

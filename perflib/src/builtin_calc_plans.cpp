@@ -64,8 +64,7 @@ std::vector<CalcPlan> make_calc_plans() {
   plans.emplace_back("tcp_sessions_pruned_per_second", per_second("stream_tcp.prunes"));
   plans.emplace_back("tcp_sessions_dropped_async_per_second");
   plans.emplace_back("mpls_mbits_per_sec.realtime", mbits(c("mpls.total_bytes")));
-  plans.emplace_back("avg_bytes_per_mpls_packet",
-                     c("mpls.total_bytes") / c("mpls.total_packets"));
+  plans.emplace_back("avg_bytes_per_mpls_packet", c("mpls.total_bytes") / c("mpls.total_packets"));
   plans.emplace_back("kpackets_per_sec_mpls.realtime", kpackets(c("mpls.total_packets")));
   plans.emplace_back("total_alerts_per_second", per_second("detection.total_alerts"));
   return plans;

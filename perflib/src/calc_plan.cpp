@@ -16,8 +16,8 @@ void register_target(const std::string& key, const std::string& target) {
     return;
   }
   if (Field* old = trelk_2_fields.wildcard_process(key)) {
-    Field* made = &trelk_3_fields.fields.emplace(target, Field(target, *old->label, old->type))
-                       .first->second;
+    Field* made =
+        &trelk_3_fields.fields.emplace(target, Field(target, *old->label, old->type)).first->second;
     trelk_2_to_trelk_3.emplace_back(old, made);
     return;
   }
@@ -31,7 +31,8 @@ CalcPlan::CalcPlan(std::string key, std::shared_ptr<Expression> expr)
   register_target(key, name);
 }
 
-CalcPlan::CalcPlan(std::string key) : CalcPlan(std::move(key), std::make_shared<DeprecatedExpression>()) {}
+CalcPlan::CalcPlan(std::string key)
+    : CalcPlan(std::move(key), std::make_shared<DeprecatedExpression>()) {}
 
 namespace {
 

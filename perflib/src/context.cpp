@@ -78,7 +78,9 @@ std::uint32_t Context::time_index() const {
   return cached_time_index;
 }
 
-void Context::append_field(const Field& field) { append_field(field, *field.name); }
+void Context::append_field(const Field& field) {
+  append_field(field, *field.name);
+}
 
 void Context::append_field(const Field& field, const std::string& key) {
   fields.push_back(field);

@@ -11,7 +11,9 @@
 namespace perflib {
 namespace {
 
-Context parse(std::string header) { return Context(header.data()); }
+Context parse(std::string header) {
+  return Context(header.data());
+}
 
 TEST(ContextTest, RecognisesTheLayout) {
   struct Case {

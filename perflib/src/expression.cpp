@@ -8,11 +8,17 @@ namespace perflib {
 
 Expression::~Expression() = default;
 
-std::list<std::string> Expression::get_dependencies() const { return {}; }
+std::list<std::string> Expression::get_dependencies() const {
+  return {};
+}
 
-long double ConstExpression::eval(Record*, long) const { return value; }
+long double ConstExpression::eval(Record*, long) const {
+  return value;
+}
 
-long double TimeExpression::eval(Record*, long t) const { return static_cast<long double>(t); }
+long double TimeExpression::eval(Record*, long t) const {
+  return static_cast<long double>(t);
+}
 
 long double RefExpression::eval(Record* record, long) const {
   std::uint32_t at = record->get_context()->find(name);
@@ -22,7 +28,9 @@ long double RefExpression::eval(Record* record, long) const {
   return record->value_at(at);
 }
 
-std::list<std::string> RefExpression::get_dependencies() const { return {name}; }
+std::list<std::string> RefExpression::get_dependencies() const {
+  return {name};
+}
 
 long double EvalExpression::eval(Record* record, long t) const {
   long double r = right->eval(record, t);  // the right operand is evaluated first
@@ -40,11 +48,17 @@ long double DeprecatedExpression::eval(Record*, long) const {
   throw std::runtime_error("deprecated expression");
 }
 
-ExpressionPtr ex(long double value) { return std::make_shared<ConstExpression>(value); }
+ExpressionPtr ex(long double value) {
+  return std::make_shared<ConstExpression>(value);
+}
 
-ExpressionPtr ex(std::string name) { return std::make_shared<RefExpression>(std::move(name)); }
+ExpressionPtr ex(std::string name) {
+  return std::make_shared<RefExpression>(std::move(name));
+}
 
-ExpressionPtr ex(ExpressionPtr e) { return e; }
+ExpressionPtr ex(ExpressionPtr e) {
+  return e;
+}
 
 ExpressionPtr ex(ExpressionPtr a, ExpressionPtr b, EvalExpression::Op f) {
   return std::make_shared<EvalExpression>(std::move(a), std::move(b), std::move(f));

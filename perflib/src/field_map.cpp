@@ -9,10 +9,17 @@ std::string wildcard_to_regex(std::string_view pattern_name) {
   text.reserve(pattern_name.size() + 8);
   for (char c : pattern_name) {
     switch (c) {
-      case '*': text += "(.*)"; break;
-      case '[': text += "\\["; break;
-      case ']': text += "\\]"; break;
-      default: text += c;
+      case '*':
+        text += "(.*)";
+        break;
+      case '[':
+        text += "\\[";
+        break;
+      case ']':
+        text += "\\]";
+        break;
+      default:
+        text += c;
     }
   }
   return text;

@@ -41,7 +41,7 @@ TEST(FieldMapTest, PatternRules) {
   const Case cases[] = {
       {"thread_0.cpu_user", "thread_0.cpu_user", PT_SUM},
       {"thread_0Xcpu_user", "thread_0.cpu_user", PT_SUM},  // the dot is not escaped
-      {"5.cpu_user", "5.cpu_user", PT_MAX},  // only the later pattern matches
+      {"5.cpu_user", "5.cpu_user", PT_MAX},                // only the later pattern matches
       {"usr[4]x", nullptr, PT_NONE},                       // whole name must match
       {"xusr[4]", nullptr, PT_NONE},
       {"usr(4)", nullptr, PT_NONE},
@@ -82,11 +82,23 @@ TEST(FieldMapTest, RegexTextReplacesOnlyStarAndBrackets) {
 }
 
 TEST(FieldMapTest, PlainMatcherAgreesWithStdRegex) {
-  const char* patterns[] = {"usr[*]", "thread_*.cpu_user", "stats.idle[*]", "*", "a.*.b",
-                            "x*y*"};
-  const char* names[] = {"usr[1]", "usr[]", "usr[[1]]", "thread_12.cpu_user", "thread_.cpu_user",
-                         "thread_1\n.cpu_user", "stats_idle[3]", "stats.idle[3]x", "", "\r",
-                         "a..b", "aXYb", "a.\rb", "xyzy", "x1y2", "xy"};
+  const char* patterns[] = {"usr[*]", "thread_*.cpu_user", "stats.idle[*]", "*", "a.*.b", "x*y*"};
+  const char* names[] = {"usr[1]",
+                         "usr[]",
+                         "usr[[1]]",
+                         "thread_12.cpu_user",
+                         "thread_.cpu_user",
+                         "thread_1\n.cpu_user",
+                         "stats_idle[3]",
+                         "stats.idle[3]x",
+                         "",
+                         "\r",
+                         "a..b",
+                         "aXYb",
+                         "a.\rb",
+                         "xyzy",
+                         "x1y2",
+                         "xy"};
   for (const char* pattern : patterns) {
     WildcardPattern matcher(wildcard_to_regex(pattern));
     std::regex reference(wildcard_to_regex(pattern), std::regex::ECMAScript);

@@ -17,7 +17,9 @@ LogFile::LogFile(const std::string& path, bool tail) {
   init(std::fopen(path.c_str(), "r"), tail, path);
 }
 
-LogFile::LogFile(FILE* stream, bool tail) { init(stream, tail, std::string()); }
+LogFile::LogFile(FILE* stream, bool tail) {
+  init(stream, tail, std::string());
+}
 
 LogFile::~LogFile() {
   do_destruct();
@@ -36,7 +38,9 @@ void LogFile::init(FILE* stream, bool tail, const std::string& name) {
   }
 }
 
-void LogFile::close() { std::fclose(file); }
+void LogFile::close() {
+  std::fclose(file);
+}
 
 void LogFile::do_destruct() {
   if (file != stdin) {
@@ -44,13 +48,16 @@ void LogFile::do_destruct() {
   }
 }
 
-std::int64_t LogFile::get_prev_time() { return previous ? previous->get_time() : 0; }
+std::int64_t LogFile::get_prev_time() {
+  return previous ? previous->get_time() : 0;
+}
 
 RecordPtr LogFile::make_record(const std::shared_ptr<Context>& layout, char* text) {
   // The record returned last is reused when nobody else holds it any more: the common case of a
   // reader whose records are folded into another one, which then costs no allocation per line.
-  if (previous && previous.use_count() == 1 && previous->context == layout
-      && typeid(*previous) == typeid(Record)) {
+  Record* last = previous.get();
+  if (last != nullptr && previous.use_count() == 1 && last->context == layout
+      && typeid(*last) == typeid(Record)) {
     previous->reparse(text);
     return std::move(previous);
   }

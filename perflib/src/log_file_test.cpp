@@ -32,10 +32,10 @@ TEST(LogFileTest, ReadsRecordsUnderTheirHeaders) {
       {"#timestamp,a\n#timestamp,a\n", "end"},
       {"100,5\n200,6\n", "1:100/2 1:200/2 end"},  // no header: "#time,sdrops"
       {"#timestamp,a\n1,2\n#time,pkt_drop_percent,x\n#timestamp\n3\n4\n",
-       "3:1/2 3:3/1 3:4/1 end"},  // the last of two headers counts
+       "3:1/2 3:3/1 3:4/1 end"},                                // the last of two headers counts
       {"#timestamp,a\n1,2\n\n3,4\n", "3:1/2 3:0/2 3:3/2 end"},  // an empty line is a zero row
-      {"#timestamp,a\n1,2\n##\n5,6\n7,8\n", "3:1/2 end"},  // "##": no columns, the input ends
-      {"#timestamp,a\n1,2\n3,4", "3:1/2 3:3/2 end"},      // last line without newline
+      {"#timestamp,a\n1,2\n##\n5,6\n7,8\n", "3:1/2 end"},       // "##": no columns, the input ends
+      {"#timestamp,a\n1,2\n3,4", "3:1/2 3:3/2 end"},            // last line without newline
       {"", "end"},
   };
   for (const Case& c : cases) {

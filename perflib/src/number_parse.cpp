@@ -24,7 +24,9 @@ double c_library_value(char* start, char* end) {
 
 namespace {
 
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
+bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
 
 // from_chars agrees with strtod on plain decimal forms (correct rounding both); it differs on
 // leading blanks or "+", hex, "inf"/"nan" and out-of-range values, which all go to strtod.

@@ -11,7 +11,9 @@
 
 namespace perflib {
 
-inline bool is_delimiter(char c) { return c == ',' || c == '\n'; }
+inline bool is_delimiter(char c) {
+  return c == ',' || c == '\n';
+}
 
 inline char* skip_delimiters(char* p) {
   while (is_delimiter(*p)) {

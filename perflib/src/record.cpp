@@ -52,13 +52,21 @@ void Record::reparse(char* line) {
   parse(line);
 }
 
-RecordPtr Record::copy() { return std::make_shared<Record>(this); }
+RecordPtr Record::copy() {
+  return std::make_shared<Record>(this);
+}
 
-std::shared_ptr<Context> Record::get_context() { return context; }
+std::shared_ptr<Context> Record::get_context() {
+  return context;
+}
 
-std::vector<Peg>& Record::get_pegs() { return pegs; }
+std::vector<Peg>& Record::get_pegs() {
+  return pegs;
+}
 
-std::uint32_t Record::get_time_index() { return context->time_index(); }
+std::uint32_t Record::get_time_index() {
+  return context->time_index();
+}
 
 std::int64_t Record::get_time() {
   std::uint32_t at = get_time_index();

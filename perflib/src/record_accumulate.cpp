@@ -42,9 +42,15 @@ void Record::combine(std::uint32_t pos, const Peg& b, bool b_is_value, bool foun
     std::uint64_t r = ac;
     if constexpr (M == SINGLE) {
       switch (type) {
-        case PT_SUM: r = ac + bc; break;
-        case PT_NOW: r = bc; break;
-        default: r = std::max(ac, bc); break;  // PEAK, TIME, MAX
+        case PT_SUM:
+          r = ac + bc;
+          break;
+        case PT_NOW:
+          r = bc;
+          break;
+        default:
+          r = std::max(ac, bc);
+          break;  // PEAK, TIME, MAX
       }
     } else if constexpr (M == MULTI) {
       r = (type == PT_PEAK || type == PT_TIME) ? std::max(ac, bc) : ac + bc;
@@ -94,8 +100,8 @@ void Record::accumulate(const RecordPtr& other) {
   if (o.pegs.empty()) {
     return;
   }
-  const bool plain = typeid(*this) == typeid(Record) && averaged_integers.empty()
-                     && o.averaged_integers.empty();
+  const bool plain =
+      typeid(*this) == typeid(Record) && averaged_integers.empty() && o.averaged_integers.empty();
   if (plain && o.context == context) {
     // Same layout object: column i is column i, no lookups.
     catch_up();

@@ -26,7 +26,7 @@ TEST(RecordTest, ParsesCellsLikeTheCLibrary) {
     long double real;
   };
   const Case cases[] = {
-      {"10,,20\n", 10, 20, 0, 0},  // an empty cell is skipped, later values shift left
+      {"10,,20\n", 10, 20, 0, 0},              // an empty cell is skipped, later values shift left
       {"1,2,3,0.25,99,98\n", 1, 2, 3, 0.25L},  // surplus cells ignored
       {"-1,junk,0x10,inf\n", UINT64_MAX, 0, 0, INFINITY},
       {"\n", 0, 0, 0, 0},

@@ -13,7 +13,8 @@ namespace perflib {
 
 }  // namespace perflib
 
-#define PERFLIB_ASSERT(cond) \
-  ((cond) ? static_cast<void>(0) : ::perflib::assertion_failed(#cond, __LINE__, __PRETTY_FUNCTION__))
+#define PERFLIB_ASSERT(cond)     \
+  ((cond) ? static_cast<void>(0) \
+          : ::perflib::assertion_failed(#cond, __LINE__, __PRETTY_FUNCTION__))
 
 #endif

@@ -58,7 +58,9 @@ class PERFLIB_EXPORT Context {
 
 // Same object; else equal version, field count and fields position by position.
 PERFLIB_EXPORT bool operator==(const Context& a, const Context& b);
-inline bool operator!=(const Context& a, const Context& b) { return !(a == b); }
+inline bool operator!=(const Context& a, const Context& b) {
+  return !(a == b);
+}
 
 }  // namespace perflib
 

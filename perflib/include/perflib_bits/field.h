@@ -32,7 +32,9 @@ struct PERFLIB_EXPORT Field {
 
 // Same object, or equal type, then equal name, then equal label (tested in that order).
 PERFLIB_EXPORT bool operator==(const Field& a, const Field& b);
-inline bool operator!=(const Field& a, const Field& b) { return !(a == b); }
+inline bool operator!=(const Field& a, const Field& b) {
+  return !(a == b);
+}
 
 }  // namespace perflib
 

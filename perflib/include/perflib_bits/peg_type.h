@@ -20,7 +20,9 @@ enum PegType : std::uint8_t {
 };
 
 // Every integer test in the library is "below 5".
-constexpr bool is_integer(PegType type) { return type < 5; }
+constexpr bool is_integer(PegType type) {
+  return type < 5;
+}
 
 }  // namespace perflib
 

@@ -44,8 +44,8 @@ class PERFLIB_EXPORT WildcardPattern {
 
  private:
   std::string regex_text;
-  bool plain = false;  // literal/dot prefix, one (.*), literal/dot suffix
-  std::string prefix, suffix;  // in pattern syntax: '.' is any character but CR and LF
+  bool plain = false;                    // literal/dot prefix, one (.*), literal/dot suffix
+  std::string prefix, suffix;            // in pattern syntax: '.' is any character but CR and LF
   std::unique_ptr<std::regex> compiled;  // only for patterns that are not plain
 };
 
@@ -82,7 +82,6 @@ class WildcardMap {
  private:
   void add(const T& row);
 };
-
 
 template <class T>
 template <class It>
