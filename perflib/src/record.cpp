@@ -29,16 +29,19 @@ Record::~Record() = default;
 
 void Record::parse(char* line) {
   const std::vector<Field>& fields = context->fields;
+  const std::size_t n = fields.size();
+  pegs.resize(n);  // zeroed; cells are written in place
+  Peg* out = pegs.data();
   std::size_t i = 0;
-  char* p = skip_delimiters(line);
-  for (; i < fields.size() && *p != '\0'; ++i, p = skip_delimiters(p)) {
+  for (char* p = skip_delimiters(line); i < n && *p != '\0'; ++i, p = skip_delimiters(p)) {
     if (is_integer(fields[i].type)) {
-      pegs.push_back(Peg::of_count(read_count(p)));
+      out[i].count = read_count(p);
     } else {
-      pegs.push_back(Peg::of_value(read_value(p)));
+      out[i].value = read_value(p);
     }
   }
-  for (; i < fields.size(); ++i) {
+  pegs.resize(i);
+  for (; i < n; ++i) {
     push_peg(fields[i].type);  // missing cells read as zero
   }
 }

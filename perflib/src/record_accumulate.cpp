@@ -93,6 +93,49 @@ void Record::combine(std::uint32_t pos, const Peg& b, bool b_is_value, bool foun
   }
 }
 
+// Both records share one context and hold plain pegs: column i is column i, no lookups, no
+// conversions. The two modes the merge uses get their own loop; the rest go through combine().
+template <int M>
+void Record::fold_aligned(const Record& o, std::size_t n) {
+  const Field* fields = context->fields.data();
+  Peg* a = pegs.data();
+  const Peg* b = o.pegs.data();
+  for (std::size_t i = 0; i < n; ++i) {
+    const PegType type = fields[i].type;
+    if constexpr (M == SINGLE || M == MULTI) {
+      if (type == PT_SUM || (M == MULTI && (type == PT_MAX || type == PT_NOW))) {
+        a[i].count += b[i].count;
+        continue;
+      }
+      switch (type) {
+        case PT_PEAK:
+        case PT_TIME:
+        case PT_MAX:  // only single instance reaches here
+          a[i].count = std::max(a[i].count, b[i].count);
+          break;
+        case PT_NOW:  // only single instance reaches here
+          a[i].count = b[i].count;
+          break;
+        case PT_RATE:
+          a[i].value = a[i].value + b[i].value;
+          if constexpr (M == SINGLE) {
+            Record::target_for_average(static_cast<std::uint32_t>(i), true);
+          }
+          break;
+        case PT_AVERAGE:
+        case PT_PERCENT:
+          a[i].value = a[i].value + b[i].value;
+          Record::target_for_average(static_cast<std::uint32_t>(i), true);
+          break;
+        default:  // PT_FLOAT and unset kinds stay as they are
+          break;
+      }
+    } else {
+      combine<M>(static_cast<std::uint32_t>(i), b[i], !is_integer(type), true);
+    }
+  }
+}
+
 template <int M>
 void Record::accumulate(const RecordPtr& other) {
   match_context(other);
@@ -103,13 +146,8 @@ void Record::accumulate(const RecordPtr& other) {
   const bool plain =
       typeid(*this) == typeid(Record) && averaged_integers.empty() && o.averaged_integers.empty();
   if (plain && o.context == context) {
-    // Same layout object: column i is column i, no lookups.
     catch_up();
-    const std::size_t n = std::min(o.pegs.size(), context->fields.size());
-    const Field* fields = context->fields.data();
-    for (std::size_t i = 0; i < n; ++i) {
-      combine<M>(static_cast<std::uint32_t>(i), o.pegs[i], !is_integer(fields[i].type), true);
-    }
+    fold_aligned<M>(o, std::min(o.pegs.size(), context->fields.size()));
     return;
   }
   for (std::uint32_t i = 0; i < o.pegs.size() && i < o.context->fields.size(); ++i) {

@@ -96,6 +96,8 @@ class PERFLIB_EXPORT Record {
   template <int Mode>
   void accumulate(const RecordPtr& other);
   template <int Mode>
+  void fold_aligned(const Record& other, std::size_t n);
+  template <int Mode>
   void combine(std::uint32_t pos, const Peg& b, bool b_is_value, bool found);
   void catch_up();
 };
