@@ -1,5 +1,6 @@
 #include "perflib_bits/calc_plan.h"
 
+#include <algorithm>
 #include <string>
 
 #include "perflib_bits/field_tables.h"
@@ -58,7 +59,10 @@ const ThreadExpressions& thread_expressions(int t) {
 }  // namespace
 
 void add_thread_plans(int max_thread) {
-  for (long t = 0; t <= max_thread; ++t) {
+  // deliberate bounds: a corrupt instance number ("thread_2000000000.cpu_user") or a file made of
+  // header lines must not make the list grow without limit. Real engines stay far below both.
+  const int last = std::min(max_thread, MAX_THREAD_PLAN_INSTANCE);
+  for (long t = 0; t <= last && calc_plans.size() + 3 <= MAX_CALC_PLANS; ++t) {
     const ThreadExpressions& e = thread_expressions(static_cast<int>(t));
     std::string n = std::to_string(t);
     calc_plans.emplace_back("usr[" + n + "]", e.usr);

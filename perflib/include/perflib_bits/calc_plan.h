@@ -26,7 +26,11 @@ struct PERFLIB_EXPORT CalcPlan {
 // column (Context).
 PERFLIB_EXPORT extern std::vector<CalcPlan> calc_plans;
 
-// Appends the usr/sys/idle plans of threads 0 to max_thread inclusive.
+// Limits that keep hostile input from growing the plan list without bound.
+constexpr int MAX_THREAD_PLAN_INSTANCE = 4095;
+constexpr std::size_t MAX_CALC_PLANS = std::size_t{1} << 18;
+
+// Appends the usr/sys/idle plans of threads 0 to max_thread inclusive (up to the limits above).
 PERFLIB_EXPORT void add_thread_plans(int max_thread);
 
 }  // namespace perflib

@@ -1,0 +1,1 @@
+# Installation, the CMake package, pkg-config and the Debian package.
