@@ -15,6 +15,7 @@ constexpr std::size_t STREAM_BUFFER_SIZE = 64 * 1024;
 
 LogFile::LogFile(const std::string& path, bool tail) {
   init(std::fopen(path.c_str(), "r"), tail, path);
+  std::setvbuf(file, nullptr, _IOFBF, STREAM_BUFFER_SIZE);  // before the first read
 }
 
 LogFile::LogFile(FILE* stream, bool tail) {
@@ -33,9 +34,6 @@ void LogFile::init(FILE* stream, bool tail, const std::string& name) {
   }
   this->tail = tail;
   this->name = name;
-  if (file != stdin) {
-    std::setvbuf(file, nullptr, _IOFBF, STREAM_BUFFER_SIZE);
-  }
 }
 
 void LogFile::close() {
