@@ -1,6 +1,10 @@
 # Warnings and sanitizer flags, linked PRIVATE by every target of the project.
 add_library(standard_settings INTERFACE)
 target_compile_options(standard_settings INTERFACE -Wall -Wextra -Wpedantic)
+# GCC notes that passing a union holding a long double changed ABI in GCC 4.6; it is not a warning.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  target_compile_options(standard_settings INTERFACE -Wno-psabi)
+endif()
 if(VEXIL_WERROR)
   target_compile_options(standard_settings INTERFACE -Werror)
 endif()

@@ -1,0 +1,153 @@
+#!/usr/bin/env bash
+# Times vexil against the floor (a minimal parse-and-sum of the same files) on generated logs, and
+# against Miller and DuckDB when they are installed. Prints median wall time, throughput, the
+# ratio to the floor and peak RSS.
+#
+#   bench/run.sh [PRESET [RUNS]]      PRESET: small, large (default), many, mixed; RUNS: 5
+#
+# Builds vexil, gen_logs and floor with the CMake preset "bench" (build/bench); set
+# VEXIL_BENCH_BUILD to another directory to build there instead. Data is generated once into
+# bench/data/PRESET. VEXIL_BENCH_OTHERS=0 leaves Miller and DuckDB out (they take minutes on the
+# large presets).
+set -euo pipefail
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+preset=${1:-large}
+runs=${2:-5}
+case "$preset" in
+  small | large | many | mixed) ;;
+  *) echo "usage: $0 [small|large|many|mixed [runs]]" >&2; exit 2 ;;
+esac
+[[ "$runs" =~ ^[1-9][0-9]*$ ]] || { echo "runs must be a positive number" >&2; exit 2; }
+jobs=$(nproc 2>/dev/null || echo 2)
+targets=(--target vexil gen_logs floor)
+
+build_tools() {
+  if [[ -n "${VEXIL_BENCH_BUILD:-}" ]]; then
+    build=$VEXIL_BENCH_BUILD
+    cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
+      -DVEXIL_BUILD_BENCH=ON -DVEXIL_BUILD_TESTS=OFF >/dev/null
+    cmake --build "$build" -j "$jobs" "${targets[@]}" >/dev/null
+  else
+    build=$root/build/bench
+    (cd "$root" && cmake --preset bench >/dev/null && cmake --build --preset bench -j "$jobs" "${targets[@]}" >/dev/null)
+  fi
+}
+
+need_time() {
+  [[ -x /usr/bin/time ]] && return
+  echo "installing GNU time" >&2
+  local sudo=""
+  [[ $(id -u) -eq 0 ]] || sudo=sudo
+  $sudo apt-get update -qq
+  $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq time >/dev/null
+}
+
+generate() {
+  data=$root/bench/data/$preset
+  if [[ ! -f "$data/.complete" ]]; then
+    rm -rf "$data"
+    "$build/bench/gen_logs" "$preset" "$data"
+    touch "$data/.complete"
+  fi
+  files=()
+  logdirs=()
+  local d
+  for d in "$data"/inst*/; do  # the glob sorts
+    d=$(basename "$d")
+    files+=("$data/$d/perf.csv")
+    logdirs+=(-l "$d")
+  done
+  supplemental=()
+  if [[ -f "$data/sdrops.csv" ]]; then
+    files+=("$data/sdrops.csv")
+    supplemental=(-s "$data/sdrops.csv")
+  fi
+  bytes=$(stat -c %s "${files[@]}" | awk '{s += $1} END {print s}')
+}
+
+# The merge in other tools: the sum of every column per 300 s bucket over all files, one thread.
+# shellcheck disable=SC2016  # JavaScript template strings
+duckdb_script='
+const { DuckDBInstance } = require("@duckdb/node-api");
+(async () => {
+  const files = process.argv.slice(1).map((f) => "\x27" + f + "\x27").join(",");
+  const src = `read_csv([${files}], header = true, union_by_name = true)`;
+  const db = await DuckDBInstance.create(":memory:", { threads: "1" });
+  const con = await db.connect();
+  const names = (await con.runAndReadAll(`DESCRIBE SELECT * FROM ${src}`)).getRows().map((r) => r[0]);
+  const q = (n) => "\"" + n.replaceAll("\"", "\"\"") + "\"";
+  const times = names.filter((n) => n.startsWith("#")).map(q);
+  const values = names.filter((n) => !n.startsWith("#")).map((n) => `sum(${q(n)}) AS ${q(n)}`);
+  const t = times.length > 1 ? `coalesce(${times.join(",")})` : times[0];
+  await con.run(`COPY (SELECT ${t} - ${t} % 300 AS bucket, ${values.join(",")} FROM ${src}
+                 GROUP BY bucket ORDER BY bucket) TO \x27/dev/stdout\x27 (HEADER)`);
+})().catch((e) => { console.error(e.message); process.exit(1); });
+'
+
+# shellcheck disable=SC2016,SC2034  # literal Miller expressions; cmd_* are read by measure()
+commands() {
+  cmd_floor=("$build/bench/floor" "${files[@]}")
+  cmd_vexil=("$build/vexil/vexil" -d "$data" "${logdirs[@]}" -f perf.csv "${supplemental[@]}")
+  cmd_mlr=(env GOMAXPROCS=1 mlr --icsv --ocsv put '$bucket = $[[[1]]] - $[[[1]]] % 300'
+    'then' stats1 -a sum --fx '^(#.*|bucket)$' -g bucket "${files[@]}")
+  cmd_duckdb=(env "NODE_PATH=$node_path" node -e "$duckdb_script" "${files[@]}")
+  declare -gA labels=([floor]=floor [vexil]=vexil [mlr]="mlr (1 thread)" [duckdb]="duckdb (1 thread)")
+  tools=(floor vexil)
+  [[ "${VEXIL_BENCH_OTHERS:-1}" == 0 ]] && return
+  command -v mlr >/dev/null && tools+=(mlr)
+  if command -v node >/dev/null \
+    && env "NODE_PATH=$node_path" node -e 'require.resolve("@duckdb/node-api")' >/dev/null 2>&1; then
+    tools+=(duckdb)
+  fi
+}
+
+# measure NAME: one timed run; appends "NAME microseconds max-RSS-KiB" to the results.
+measure() {
+  local -n cmd="cmd_$1"
+  local t0 t1
+  t0=${EPOCHREALTIME/./}
+  if ! /usr/bin/time -f %M -o "$tmp/rss" "${cmd[@]}" >/dev/null 2>"$tmp/err"; then
+    echo "$1 failed:" >&2
+    cat "$tmp/err" >&2
+    exit 1
+  fi
+  t1=${EPOCHREALTIME/./}
+  echo "$1 $((t1 - t0)) $(tail -n 1 "$tmp/rss")" >>"$tmp/results"
+}
+
+# stats NAME: "median-microseconds max-RSS-KiB" of its runs.
+stats() {
+  awk -v name="$1" '$1 == name { print $2, $3 }' "$tmp/results" | sort -n | awk '
+    { t[NR] = $1; if ($2 > rss) rss = $2 }
+    END { print (NR % 2) ? t[(NR + 1) / 2] : (t[NR / 2] + t[NR / 2 + 1]) / 2, rss }'
+}
+
+report() {
+  local name median rss floor_median
+  read -r floor_median rss < <(stats floor)
+  printf '\n%s: %d files, %.1f MB, %d runs each (median wall time, peak RSS of all runs)\n' \
+    "$preset" "${#files[@]}" "$(awk "BEGIN {print $bytes / 1e6}")" "$runs"
+  printf '%-18s %9s %9s %8s %13s\n' tool "wall s" "MB/s" "x floor" "peak RSS MiB"
+  for name in "${tools[@]}"; do
+    read -r median rss < <(stats "$name")
+    awk -v label="${labels[$name]}" -v m="$median" -v f="$floor_median" -v b="$bytes" -v rss="$rss" \
+      'BEGIN { printf "%-18s %9.3f %9.1f %8.2f %13.1f\n", label, m / 1e6, b / m, m / f, rss / 1024 }'
+  done
+}
+
+build_tools
+need_time
+generate
+tmp=$(mktemp -d)
+trap 'rm -rf "$tmp"' EXIT
+node_path="$root/bench/node_modules:$(npm root -g 2>/dev/null || true)"
+commands
+
+cat "${files[@]}" >/dev/null  # every run reads from the page cache
+for ((r = 1; r <= runs; r++)); do
+  for name in "${tools[@]}"; do
+    measure "$name"
+  done
+done
+report
