@@ -7,6 +7,12 @@
 
 #include "peg_type.h"
 
+// GCC notes that passing a union holding a long double changed ABI in GCC 4.6: not a problem here.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpsabi"
+#endif
+
 namespace perflib {
 
 union Peg {
@@ -29,5 +35,9 @@ union Peg {
 };
 
 }  // namespace perflib
+
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
 
 #endif
