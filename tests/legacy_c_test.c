@@ -217,173 +217,9 @@ static void test_setdataminmax(void) {
   perflib_freedata(max);
 }
 
-// The reports of fill() blocks with base 100 (average), 0 (minimum) and 1000 (maximum).
-// clang-format off
-static const char* const stats_text[] = {
-    "+                 Pkts Recv: 1101      \n",
-    "+                 Pkts Drop: 1102      \n",
-    "+            Block Verdicts: 1103      \n",
-    "|                 Mbits/Sec: 101.5\n",
-    "|                 Drop Rate: 12.35%\n",
-    "|                Alerts/Sec: 102.5\n",
-    "|          Total Alerts/Sec: 103.5\n",
-    "|                K-Pkts/Sec: 104.5\n",
-    "|             Avg Bytes/Pkt: 105.5\n",
-    "|               Pat-Matched: 106.5%\n",
-    "|                  Syns/Sec: 107.5\n",
-    "|               SynAcks/Sec: 108.5\n",
-    "|   New Sessions Cached/Sec: 109.5\n",
-    "+    MidStream Sessions/Sec: 149.5\n",
-    "| Sessions Del fr Cache/Sec: 110.5\n",
-    "+       Closed Sessions/Sec: 150.5\n",
-    "+    Timed Out Sessions/Sec: 151.5\n",
-    "+       Pruned Sessions/Sec: 152.5\n",
-    "+Dropped Async Sessions/Sec: 153.5\n",
-    "|                    Active: 111.5\n",
-    "+     Sessions Initializing: 146.5\n",
-    "+      Sessions Established: 147.5\n",
-    "+          Sessions Closing: 148.5\n",
-    "|                Max Active: 112.5\n",
-    "+   Max Sessions (interval): 145.5\n",
-    "|        Stream Flushes/Sec: 113.5\n",
-    "|   Stream Cache Faults/Sec: 114.5\n",
-    "|     Stream Cache Timeouts: 115.5\n",
-    "+      New UDP Sessions/Sec: 141.5\n",
-    "+      UDP Sessions Del/Sec: 142.5\n",
-    "+       UDP Sessions Active: 143.5\n",
-    "+   Max UDP Sessions Active: 144.5\n",
-    "+     Attribute Table Hosts: 154.5\n",
-    "+   Attribute Table Reloads: 155.5\n",
-    "+          Frag-Creates/Sec: 116.5\n",
-    "|        Frag-Completes/Sec: 117.5\n",
-    "|          Frag-Inserts/Sec: 118.5\n",
-    "|          Frag-Deletes/Sec: 119.5\n",
-    "+        Frag-AutoFrees/Sec: 120.5\n",
-    "|          Frag-Flushes/Sec: 121.5\n",
-    "+             Current Frags: 122.5\n",
-    "+                 Max Frags: 123.5\n",
-    "|             Frag-Timeouts: 124.5\n",
-    "|               Frag-Faults: 125.5\n",
-    "|              CPU  0 Usr %: 101.5%\n",
-    "|              CPU  0 Sys %: 102.5%\n",
-    "|             CPU  0 Idle %: 103.5%\n",
-    "|              CPU  1 Usr %: 111.5%\n",
-    "|              CPU  1 Sys %: 112.5%\n",
-    "|             CPU  1 Idle %: 113.5%\n",
-    "+          Mbits/Sec (wire): 126.5\n",
-    "+          Mbits/Sec (mpls): 156.5\n",
-    "+        Mbits/Sec (ipfrag): 127.5\n",
-    "+       Mbits/Sec (ipreass): 128.5\n",
-    "+    Mbits/Sec (tcprebuilt): 129.5\n",
-    "+     Mbits/Sec (app layer): 130.5\n",
-    "+      Avg Bytes/Pkt (wire): 131.5\n",
-    "+      Avg Bytes/Pkt (mpls): 157.5\n",
-    "+    Avg Bytes/Pkt (ipfrag): 132.5\n",
-    "+   Avg Bytes/Pkt (ipreass): 133.5\n",
-    "+Avg Bytes/Pkt (tcprebuilt): 134.5\n",
-    "+ Avg Bytes/Pkt (app layer): 135.5\n",
-    "+         K-Pkts/Sec (wire): 136.5\n",
-    "+         K-Pkts/Sec (mpls): 158.5\n",
-    "+       K-Pkts/Sec (ipfrag): 137.5\n",
-    "+      K-Pkts/Sec (ipreass): 138.5\n",
-    "+   K-Pkts/Sec (tcprebuilt): 139.5\n",
-    "+    K-Pkts/Sec (app layer): 140.5\n",
-    "+Total filtered TCP packets: 1104      \n",
-    "+Total filtered UDP packets: 1105      \n",
-    "+    Total Injected Packets: 1106      \n",
-    "+       Frag memory (bytes): 1107      \n",
-    "+     Stream memory (bytes): 1108      \n",
-    "+  Number of normalizations: 2         \n",
-    "+            Norm ip4::trim: 131       \n",
-    "+             Norm ip4::tos: 132       \n",
-    "+Would       Norm ip4::trim: 141       \n",
-    "+Would        Norm ip4::tos: 142       \n",
-    "|\n",
-    NULL};
-static const char* const stats_ex_text[] = {
-    "|                                  Average        Min        Max\n",
-    "+                 Pkts Recv   :       1101       1001       2001 \n",
-    "+                 Pkts Drop   :       1102       1002       2002 \n",
-    "+               Block Verdicts:       1103       1003       2003 \n",
-    "|                    Mbits/Sec:      101.5        1.5     1001.5\n",
-    "|                    Drop Rate:     12.35%      2.25%     75.75%\n",
-    "|                   Alerts/Sec:      102.5        2.5     1002.5\n",
-    "|             Total Alerts/Sec:      103.5        3.5     1003.5\n",
-    "|                   K-Pkts/Sec:      104.5        4.5     1004.5\n",
-    "|                Avg Bytes/Pkt:      105.5        5.5     1005.5\n",
-    "|                  Pat-Matched:      106.5        6.5     1006.5\n",
-    "|                     Syns/Sec:      107.5        7.5     1007.5\n",
-    "|                  SynAcks/Sec:      108.5        8.5     1008.5\n",
-    "|      New Sessions Cached/Sec:      109.5        9.5     1009.5\n",
-    "+       Midstream Sessions/sec:      149.5       49.5     1049.5\n",
-    "|    Sessions Del fr Cache/Sec:      110.5       10.5     1010.5\n",
-    "+          Closed Sessions/sec:      150.5       50.5     1050.5\n",
-    "+        TimedOut Sessions/sec:      151.5       51.5     1051.5\n",
-    "+          Pruned Sessions/sec:      152.5       52.5     1052.5\n",
-    "+   Dropped Async Sessions/sec:      153.5       53.5     1053.5\n",
-    "|          Max Cached Sessions:      112.5\n",
-    "|      Current Cached Sessions:      111.5\n",
-    "+Current Sessions Initializing:      146.5\n",
-    "+ Current Sessions Established:      147.5\n",
-    "+     Current Sessions Closing:      148.5\n",
-    "|          Max Cached Sessions:      112.5\n",
-    "+      Max Sessions (Interval):      145.5\n",
-    "|           Stream Flushes/Sec:      113.5       13.5     1013.5\n",
-    "|  Stream Session Cache Faults:      114.5 \n",
-    "|Stream Session Cache Timeouts:      115.5 \n",
-    "+         New UDP Sessions/Sec:      141.5       41.5     1041.5\n",
-    "+         UDP Sessions Del/Sec:      142.5       42.5     1042.5\n",
-    "+         Current UDP Sessions:      143.5\n",
-    "+             Max UDP Sessions:      144.5\n",
-    "+        Attribute Table Hosts:      154.5       54.5     1054.5\n",
-    "+      Attribute Table Reloads:      155.5\n",
-    "+             Frag-Creates/Sec:      116.5       16.5     1016.5\n",
-    "|           Frag-Completes/Sec:      117.5       17.5     1017.5\n",
-    "|             Frag-Inserts/Sec:      118.5       18.5     1018.5\n",
-    "|             Frag-Deletes/Sec:      119.5       19.5     1019.5\n",
-    "+           Frag-AutoFrees/Sec:      120.5       20.5     1020.5\n",
-    "|             Frag-Flushes/Sec:      121.5       21.5     1021.5\n",
-    "+                Current Frags:      122.5\n",
-    "+                    Max Frags:      123.5\n",
-    "|                Frag-Timeouts:      124.5\n",
-    "|                  Frag-Faults:      125.5\n",
-    "|                 CPU  0 Usr %:      101.5        1.5     1001.5\n",
-    "|                 CPU  0 Sys %:      102.5        2.5     1002.5\n",
-    "|                CPU  0 Idle %:      103.5        3.5     1003.5\n",
-    "|                 CPU  1 Usr %:      111.5       11.5     1011.5\n",
-    "|                 CPU  1 Sys %:      112.5       12.5     1012.5\n",
-    "|                CPU  1 Idle %:      113.5       13.5     1013.5\n",
-    "+             Mbits/Sec (wire):      126.5       26.5     1026.5\n",
-    "+             Mbits/Sec (mpls):      156.5       56.5     1056.5\n",
-    "+           Mbits/Sec (ipfrag):      127.5       27.5     1027.5\n",
-    "+          Mbits/Sec (ipreass):      128.5       28.5     1028.5\n",
-    "+       Mbits/Sec (tcprebuilt):      129.5       29.5     1029.5\n",
-    "+         Mbits/Sec (applayer):      130.5       30.5     1030.5\n",
-    "+         Avg Bytes/Pkt (wire):      131.5       31.5     1031.5\n",
-    "+         Avg Bytes/Pkt (mpls):      157.5       57.5     1057.5\n",
-    "+       Avg Bytes/Pkt (ipfrag):      132.5       32.5     1032.5\n",
-    "+      Avg Bytes/Pkt (ipreass):      133.5       33.5     1033.5\n",
-    "+   Avg Bytes/Pkt (tcprebuilt):      134.5       34.5     1034.5\n",
-    "+     Avg Bytes/Pkt (applayer):      135.5       35.5     1035.5\n",
-    "+            K-Pkts/Sec (wire):      136.5       36.5     1036.5\n",
-    "+            K-Pkts/Sec (mpls):      158.5       58.5     1058.5\n",
-    "+          K-Pkts/Sec (ipfrag):      137.5       37.5     1037.5\n",
-    "+         K-Pkts/Sec (ipreass):      138.5       38.5     1038.5\n",
-    "+      K-Pkts/Sec (tcprebuilt):      139.5       39.5     1039.5\n",
-    "+        K-Pkts/Sec (applayer):      140.5       40.5     1040.5\n",
-    "+   Total filtered TCP packets:      1104       1004       2004 \n",
-    "+   Total filtered UDP packets:      1105       1005       2005 \n",
-    "+     Number of normalizations:         2\n",
-    "+               Norm ip4::trim:       131         31       1031 \n",
-    "+                Norm ip4::tos:       132         32       1032 \n",
-    "+Would          Norm ip4::trim:       141         41       1041 \n",
-    "+Would           Norm ip4::tos:       142         42       1042 \n",
-    "+       Total Injected Packets:      1106       1006       2006 \n",
-    "+          Frag memory (bytes):      1107       1007       2007 \n",
-    "+        Stream memory (bytes):      1108       1008       2008 \n",
-    "|\n",
-    NULL};
-// clang-format on
+// The reports of fill() blocks with base 100 (average), 0 (minimum) and 1000 (maximum) are in
+// legacy_reports_expected.txt, whose path is the first argument.
+static char* golden = NULL;
 
 // Captures what the library prints on standard output.
 static FILE* capture_file = NULL;
@@ -415,17 +251,20 @@ static char* capture_end(void) {
   return text;
 }
 
-// Each expected line starts with '|' (both forms) or '+' (long form only).
-static char* expected(const char* const* lines, int long_form) {
-  size_t size = 1;
-  for (const char* const* line = lines; *line != NULL; ++line) {
-    size += strlen(*line);
-  }
-  char* text = calloc(size, 1);
-  for (const char* const* line = lines; *line != NULL; ++line) {
-    if (**line == '|' || long_form) {
-      strcat(text, *line + 1);
+// The report of one section ("== name") of the golden file: lines starting with '|' belong to
+// both forms, lines starting with '+' to the long form only.
+static char* expected(const char* section, int long_form) {
+  char* text = calloc(strlen(golden) + 1, 1);
+  char header[64];
+  snprintf(header, sizeof header, "== %s\n", section);
+  const char* line = strstr(golden, header);
+  CHECK(line != NULL);
+  for (line = line ? strchr(line, '\n') + 1 : ""; *line == '|' || *line == '+';) {
+    const char* end = strchr(line, '\n') + 1;
+    if (*line == '|' || long_form) {
+      strncat(text, line + 1, (size_t)(end - line - 1));
     }
+    line = end;
   }
   return text;
 }
@@ -458,10 +297,10 @@ static void test_reports(void) {
     compatible = form;
     capture_begin();
     printstats(avg);
-    check_text(capture_end(), expected(stats_text, form == 1), "printstats");
+    check_text(capture_end(), expected("printstats", form == 1), "printstats");
     capture_begin();
     printstatsex(avg, lo, hi);
-    check_text(capture_end(), expected(stats_ex_text, form == 1), "printstatsex");
+    check_text(capture_end(), expected("printstatsex", form == 1), "printstatsex");
   }
 
   // Past the 29 named counters every normalisation is "Norm Other".
@@ -518,12 +357,20 @@ static void test_module_list(void) {
   fclose(f);
 }
 
-int main(void) {
+int main(int argc, char** argv) {
+  FILE* f = argc > 1 ? fopen(argv[1], "r") : NULL;
+  if (f == NULL) {
+    fprintf(stderr, "usage: legacy_c_test legacy_reports_expected.txt\n");
+    return 2;
+  }
+  golden = read_all(f);
+  fclose(f);
   test_createdata_and_setdata();
   test_accumdata_and_avgdata();
   test_setdataminmax();
   test_reports();
   test_module_list();
+  free(golden);
   if (failures != 0) {
     fprintf(stderr, "%d checks failed\n", failures);
     return 1;

@@ -63,6 +63,10 @@ TEST(ContextTest, EqualityIgnoresIndexAndWidth) {
   EXPECT_EQ(a, b);
   EXPECT_NE(a, parse("#timestamp,daq.dropped\n"));
   EXPECT_NE(parse("#time,x\n"), parse("#timestamp,x\n"));
+  // Fields compare by kind, then name, then label; one text serves as both name and label.
+  EXPECT_NE(Field("a", "A", PT_AVERAGE), Field("a", "A", PT_PERCENT));
+  EXPECT_NE(Field("a", "A", PT_SUM), Field("a", "B", PT_SUM));
+  EXPECT_EQ(Field("a", PT_SUM), Field("a", "a", PT_SUM));
 }
 
 TEST(ContextTest, KnownColumnsAddThreadPlansUpToTheHighestInstance) {
