@@ -53,12 +53,8 @@ static const size_t counts[] = {
 // clang-format on
 enum { COUNTS = sizeof counts / sizeof counts[0] };
 
-static double* real(struct _data* d, size_t i) {
-  return (double*)((char*)d + reals[i]);
-}
-static uint64_t* count(struct _data* d, size_t i) {
-  return (uint64_t*)((char*)d + counts[i]);
-}
+#define REAL(d, i) (*(double*)((char*)(d) + reals[i]))
+#define COUNT(d, k) (*(uint64_t*)((char*)(d) + counts[k]))
 
 static struct _data* new_block(void) {
   struct _data* d = NULL;
@@ -82,15 +78,14 @@ static void resize(struct _data* d, int32_t cpus, int32_t norms) {
 static void fill(struct _data* d, double base, int32_t cpus, long double drop_rate) {
   resize(d, cpus, 2);
   for (size_t i = 0; i < REALS; ++i) {
-    *real(d, i) = base + (double)i + 1.5;
+    REAL(d, i) = base + (double)i + 1.5;
   }
   for (size_t k = 0; k < COUNTS; ++k) {
-    *count(d, k) = (uint64_t)base + 1001 + k;
+    COUNT(d, k) = (uint64_t)base + 1001 + k;
   }
   d->drop_rate = drop_rate;
   for (int32_t i = 0; i < cpus; ++i) {
-    struct perflib_cpu c = {base + 10 * i + 1.5, base + 10 * i + 2.5, base + 10 * i + 3.5};
-    d->cpu[i] = c;
+    d->cpu[i] = (struct perflib_cpu){base + 10 * i + 1.5, base + 10 * i + 2.5, base + 10 * i + 3.5};
   }
   for (int32_t i = 0; i < 2; ++i) {
     d->norms[i] = (uint64_t)base + 31 + (uint64_t)i;
@@ -98,32 +93,26 @@ static void fill(struct _data* d, double base, int32_t cpus, long double drop_ra
   }
 }
 
-static size_t index_of(size_t offset) {
-  size_t i = 0;
-  while (reals[i] != offset) {
-    ++i;
-  }
-  return i;
-}
+// Whether real i is the named field.
+#define IS(i, field) (reals[i] == R(field))
 
 static void test_createdata_and_setdata(void) {
   struct _data* d = new_block();
   CHECK(d->cpu_count == 1 && d->cpu != NULL && d->cpu[0].idle == 0.0);
   CHECK(d->norm_count == 0 && d->norms == NULL && d->would_norms == NULL);
-  CHECK(*real(d, 0) == 0.0 && *count(d, COUNTS - 1) == 0 && d->drop_rate == 0.0L);
+  CHECK(REAL(d, 0) == 0.0 && COUNT(d, COUNTS - 1) == 0 && d->drop_rate == 0.0L);
 
   fill(d, 0, 2, 1.0L);
   d->time = 5;
   d->reserved = 6;
   d->reserved2 = 8.0;
   CHECK(setdata(d, -5.0) == 0);
-  const size_t max_active = index_of(R(max_active_sessions));
   for (size_t i = 0; i < REALS; ++i) {
     // deliberate: max_active_sessions keeps its old value.
-    CHECK(*real(d, i) == (i == max_active ? (double)max_active + 1.5 : -5.0));
+    CHECK(REAL(d, i) == (IS(i, max_active_sessions) ? (double)i + 1.5 : -5.0));
   }
   for (size_t k = 0; k < COUNTS; ++k) {
-    CHECK(*count(d, k) == 0);
+    CHECK(COUNT(d, k) == 0);
   }
   CHECK(d->drop_rate == -5.0L);
   CHECK(d->cpu_count == 1 && d->cpu[0].user == -5.0 && d->cpu[0].idle == -5.0);
@@ -140,43 +129,34 @@ static void test_createdata_and_setdata(void) {
 }
 
 static void test_accumdata_and_avgdata(void) {
-  struct _data* sum = new_block();
-  struct _data* a = new_block();
-  struct _data* b = new_block();
+  struct _data *sum = new_block(), *a = new_block(), *b = new_block();
   fill(a, 0, 2, 1.0L);
   fill(b, 100, 2, 3.0L);
   a->time = 200;
   b->time = 100;
   a->max_active_sessions = 500.0;
   a->max_udp_sessions_active = 1.0;
-  a->pkts_recv = 4;
-  b->pkts_recv = 6;
   a->frag_memory = 10;
   b->frag_memory = 7;
   CHECK(accumdata(sum, a) == 0 && accumdata(sum, b) == 0);
 
-  const size_t max_active = index_of(R(max_active_sessions));
-  const size_t max_udp = index_of(R(max_udp_sessions_active));
-  const size_t frag_timeouts = index_of(R(frag_timeouts));
-  CHECK(sum->time == 200 && sum->pkts_recv == 10 && sum->drop_rate == 4.0L);
+  CHECK(sum->time == 200 && sum->pkts_recv == 1001 + 1101 && sum->drop_rate == 4.0L);
   CHECK(sum->frag_memory == 7);  // a level: the latest sample's value
   CHECK(sum->max_active_sessions == 500.0 && sum->max_udp_sessions_active == 144.5);
   CHECK(sum->cpu_count == 2 && sum->cpu[1].idle == 13.5 + 113.5);
   CHECK(sum->norm_count == 2 && sum->norms[1] == 32 + 132 && sum->would_norms[0] == 41 + 141);
 
   avgdata(sum, 0);
-  CHECK(sum->pkts_recv == 10 && sum->mbits_per_sec == 103.0);
+  CHECK(sum->pkts_recv == 2102 && sum->mbits_per_sec == 103.0);
   avgdata(sum, 4);
   for (size_t i = 0; i < REALS; ++i) {
     const double total = 2.0 * (double)i + 103.0;
-    if (i == max_active || i == max_udp) {
-      continue;  // maxima stay maxima
-    }
-    // deliberate: frag_timeouts stays a total over the interval.
-    CHECK(*real(sum, i) == (i == frag_timeouts ? total : total / 4.0));
+    // deliberate: frag_timeouts stays a total over the interval; maxima (checked below) stay.
+    CHECK(IS(i, max_active_sessions) || IS(i, max_udp_sessions_active)
+          || REAL(sum, i) == (IS(i, frag_timeouts) ? total : total / 4.0));
   }
   CHECK(sum->max_active_sessions == 500.0 && sum->max_udp_sessions_active == 144.5);
-  CHECK(sum->pkts_recv == 2 && sum->frag_memory == 1 && sum->drop_rate == 1.0L);
+  CHECK(sum->pkts_recv == 525 && sum->frag_memory == 1 && sum->drop_rate == 1.0L);
   CHECK(sum->cpu[1].idle == 127.0 / 4.0 && sum->norms[1] == 41 && sum->would_norms[0] == 45);
   perflib_freedata(sum);
   perflib_freedata(a);
@@ -184,9 +164,7 @@ static void test_accumdata_and_avgdata(void) {
 }
 
 static void test_setdataminmax(void) {
-  struct _data* sample = new_block();
-  struct _data* min = new_block();
-  struct _data* max = new_block();
+  struct _data *sample = new_block(), *min = new_block(), *max = new_block();
   fill(sample, 0, 4, 5.0L);
   CHECK(setdata(min, 1e30) == 0);
   min->max_active_sessions = 1e30;
@@ -194,17 +172,15 @@ static void test_setdataminmax(void) {
   min->cpu[0].user = min->cpu[1].user = 1.0;
   CHECK(setdataminmax(sample, min, max) == 0);
 
-  const size_t max_active = index_of(R(max_active_sessions));
-  const size_t max_udp = index_of(R(max_udp_sessions_active));
-  const size_t stream_timeouts = index_of(R(stream_timeouts));
   for (size_t i = 0; i < REALS; ++i) {
-    const int untaken = i == max_active || i == max_udp;  // neither block takes these
-    CHECK(*real(max, i) == (untaken ? 0.0 : (double)i + 1.5));
+    // neither block takes these
+    const int untaken = IS(i, max_active_sessions) || IS(i, max_udp_sessions_active);
+    CHECK(REAL(max, i) == (untaken ? 0.0 : (double)i + 1.5));
     // deliberate: the minimum's stream_timeouts never changes.
-    CHECK(*real(min, i) == (untaken || i == stream_timeouts ? 1e30 : (double)i + 1.5));
+    CHECK(REAL(min, i) == (untaken || IS(i, stream_timeouts) ? 1e30 : (double)i + 1.5));
   }
   for (size_t k = 0; k < COUNTS; ++k) {
-    CHECK(*count(min, k) == 1001 + k && *count(max, k) == 1001 + k);
+    CHECK(COUNT(min, k) == 1001 + k && COUNT(max, k) == 1001 + k);
   }
   CHECK(min->drop_rate == 5.0L && max->drop_rate == 5.0L);
   // Growing keeps the old entries and zero-fills the new ones.
@@ -221,17 +197,6 @@ static void test_setdataminmax(void) {
 // legacy_reports_expected.txt, whose path is the first argument.
 static char* golden = NULL;
 
-// Captures what the library prints on standard output.
-static FILE* capture_file = NULL;
-static int saved_stdout = -1;
-
-static void capture_begin(void) {
-  fflush(stdout);
-  capture_file = tmpfile();
-  saved_stdout = dup(STDOUT_FILENO);
-  dup2(fileno(capture_file), STDOUT_FILENO);
-}
-
 static char* read_all(FILE* f) {
   fflush(f);
   fseek(f, 0, SEEK_END);
@@ -239,16 +204,21 @@ static char* read_all(FILE* f) {
   rewind(f);
   char* text = calloc((size_t)n + 1, 1);
   CHECK(fread(text, 1, (size_t)n, f) == (size_t)n);
+  fclose(f);
   return text;
 }
 
-static char* capture_end(void) {
+// What printstatsex(avg, lo, hi) prints on standard output, or printstats(avg) without lo.
+static char* report(struct _data* avg, struct _data* lo, struct _data* hi) {
+  fflush(stdout);
+  FILE* capture = tmpfile();
+  const int saved_stdout = dup(STDOUT_FILENO);
+  dup2(fileno(capture), STDOUT_FILENO);
+  lo ? printstatsex(avg, lo, hi) : printstats(avg);
   fflush(stdout);
   dup2(saved_stdout, STDOUT_FILENO);
   close(saved_stdout);
-  char* text = read_all(capture_file);
-  fclose(capture_file);
-  return text;
+  return read_all(capture);
 }
 
 // The report of one section ("== name") of the golden file: lines starting with '|' belong to
@@ -269,17 +239,14 @@ static char* expected(const char* section, int long_form) {
   return text;
 }
 
+// Compares two texts exactly, showing the first line that differs; frees both.
 static void check_text(char* got, char* want, const char* what) {
-  if (strcmp(got, want) != 0) {
-    size_t at = 0;
-    while (got[at] == want[at]) {
-      ++at;
-    }
-    while (at > 0 && want[at - 1] != '\n') {
-      --at;
-    }
-    fprintf(stderr, "%s differs at byte %zu:\n got: %.70s\nwant: %.70s\n", what, at, got + at,
-            want + at);
+  size_t at = 0, line = 0;
+  for (; got[at] == want[at] && got[at] != '\0'; ++at) {
+    line = got[at] == '\n' ? at + 1 : line;
+  }
+  if (got[at] != want[at]) {
+    fprintf(stderr, "%s differs:\n got: %.70s\nwant: %.70s\n", what, got + line, want + line);
     ++failures;
   }
   free(got);
@@ -287,29 +254,21 @@ static void check_text(char* got, char* want, const char* what) {
 }
 
 static void test_reports(void) {
-  struct _data* avg = new_block();
-  struct _data* lo = new_block();
-  struct _data* hi = new_block();
+  struct _data *avg = new_block(), *lo = new_block(), *hi = new_block();
   fill(avg, 100, 2, 12.345678L);
   fill(lo, 0, 2, 2.25L);
   fill(hi, 1000, 2, 75.75L);
   for (int form = 0; form <= 2; ++form) {  // only 1 selects the long form
     compatible = form;
-    capture_begin();
-    printstats(avg);
-    check_text(capture_end(), expected("printstats", form == 1), "printstats");
-    capture_begin();
-    printstatsex(avg, lo, hi);
-    check_text(capture_end(), expected("printstatsex", form == 1), "printstatsex");
+    check_text(report(avg, NULL, NULL), expected("printstats", form == 1), "printstats");
+    check_text(report(avg, lo, hi), expected("printstatsex", form == 1), "printstatsex");
   }
 
   // Past the 29 named counters every normalisation is "Norm Other".
   compatible = 1;
   resize(avg, 1, 31);
   CHECK(strcmp(norm_names[28], "Norm tcp::trim_mss") == 0);
-  capture_begin();
-  printstats(avg);
-  char* text = capture_end();
+  char* text = report(avg, NULL, NULL);
   CHECK(strstr(text, "  Number of normalizations: 31        \n") != NULL);
   CHECK(strstr(text,
                "        Norm tcp::trim_mss: 0         \n"
@@ -319,9 +278,7 @@ static void test_reports(void) {
         != NULL);
   free(text);
   resize(avg, 1, 0);
-  capture_begin();
-  printstatsex(avg, lo, hi);
-  text = capture_end();
+  text = report(avg, lo, hi);
   CHECK(strstr(text, "     Number of normalizations:         0\n       Total Injected") != NULL);
   free(text);
   compatible = 0;
@@ -354,7 +311,6 @@ static void test_module_list(void) {
   FILE* f = tmpfile();
   print_trelk3_lua(f);
   check_text(read_all(f), strcpy(malloc(sizeof module_list), module_list), "print_trelk3_lua");
-  fclose(f);
 }
 
 int main(int argc, char** argv) {
@@ -364,7 +320,6 @@ int main(int argc, char** argv) {
     return 2;
   }
   golden = read_all(f);
-  fclose(f);
   test_createdata_and_setdata();
   test_accumdata_and_avgdata();
   test_setdataminmax();

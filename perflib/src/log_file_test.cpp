@@ -56,19 +56,5 @@ TEST(LogFileTest, ReusedRecordsStayCorrect) {
   EXPECT_EQ(third->count_at(1), 6u);
 }
 
-TEST(LogFileTest, OpenFailureAndDirectory) {
-  test_support::TempDir dir;
-  try {
-    LogFile missing(dir.path() + "/nope", false);
-    FAIL();
-  } catch (const std::runtime_error& e) {
-    EXPECT_EQ(std::string(e.what()), "Unable to open file: " + dir.path() + "/nope");
-  }
-  LogFile directory(dir.path(), false);
-  EXPECT_EQ(directory.read_next(), nullptr);
-  LogFile tail_directory(dir.path(), true);
-  EXPECT_THROW(tail_directory.read_next(), std::runtime_error);
-}
-
 }  // namespace
 }  // namespace perflib
