@@ -19,27 +19,7 @@ done
 jobs=$(nproc 2>/dev/null || echo 2)
 row_bytes=600  # about one generated row
 
-build_tools() {
-  if [[ -n "${VEXIL_BENCH_BUILD:-}" ]]; then
-    build=$VEXIL_BENCH_BUILD
-    cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
-      -DVEXIL_BUILD_BENCH=ON -DVEXIL_BUILD_TESTS=OFF >/dev/null
-    cmake --build "$build" -j "$jobs" --target vexil gen_logs >/dev/null
-  else
-    build=$root/build/bench
-    (cd "$root" && cmake --preset bench >/dev/null \
-      && cmake --build --preset bench -j "$jobs" --target vexil gen_logs >/dev/null)
-  fi
-}
-
-need_time() {
-  [[ -x /usr/bin/time ]] && return
-  echo "installing GNU time" >&2
-  local sudo=""
-  [[ $(id -u) -eq 0 ]] || sudo=sudo
-  $sudo apt-get update -qq
-  $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq time >/dev/null
-}
+source "$root/bench/common.sh"
 
 # measure MB FILES: generates the logs, merges them once, prints one table row.
 measure() {
@@ -64,7 +44,7 @@ measure() {
   rm -rf "$data"
 }
 
-build_tools
+build_tools vexil gen_logs
 need_time
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT

@@ -20,28 +20,8 @@ case "$preset" in
 esac
 [[ "$runs" =~ ^[1-9][0-9]*$ ]] || { echo "runs must be a positive number" >&2; exit 2; }
 jobs=$(nproc 2>/dev/null || echo 2)
-targets=(--target vexil gen_logs floor)
 
-build_tools() {
-  if [[ -n "${VEXIL_BENCH_BUILD:-}" ]]; then
-    build=$VEXIL_BENCH_BUILD
-    cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
-      -DVEXIL_BUILD_BENCH=ON -DVEXIL_BUILD_TESTS=OFF >/dev/null
-    cmake --build "$build" -j "$jobs" "${targets[@]}" >/dev/null
-  else
-    build=$root/build/bench
-    (cd "$root" && cmake --preset bench >/dev/null && cmake --build --preset bench -j "$jobs" "${targets[@]}" >/dev/null)
-  fi
-}
-
-need_time() {
-  [[ -x /usr/bin/time ]] && return
-  echo "installing GNU time" >&2
-  local sudo=""
-  [[ $(id -u) -eq 0 ]] || sudo=sudo
-  $sudo apt-get update -qq
-  $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq time >/dev/null
-}
+source "$root/bench/common.sh"
 
 generate() {
   data=$root/bench/data/$preset
@@ -136,7 +116,7 @@ report() {
   done
 }
 
-build_tools
+build_tools vexil gen_logs floor
 need_time
 generate
 tmp=$(mktemp -d)
