@@ -1,5 +1,5 @@
 # Hostile inputs through the real vexil binary: huge lines and headers, NUL bytes, CRLF, binary
-# junk, directories, unreadable files, and files truncated or replaced while followed.
+# junk, directories and unreadable files.
 add_executable(hostile_input_tests ${CMAKE_CURRENT_LIST_DIR}/hostile_input_test.cpp)
 target_link_libraries(hostile_input_tests PRIVATE standard_settings GTest::gtest_main)
 target_compile_definitions(hostile_input_tests PRIVATE VEXIL_BINARY="$<TARGET_FILE:vexil>")

@@ -14,7 +14,6 @@ namespace {
 
 using namespace std::string_literals;
 using test_support::RunResult;
-using test_support::Spawned;
 using test_support::TempDir;
 
 struct Case {
@@ -169,60 +168,6 @@ TEST_F(HostileInputTest, DirectoriesAndUnreadableFiles) {
     EXPECT_EQ(r.err, c.err);
     EXPECT_EQ(r.status, c.status);
   }
-}
-
-// Waits (up to 5 s) until process pid has the file at path open and has read it up to offset.
-bool has_read(pid_t pid, const std::string& path, std::size_t offset) {
-  const std::string proc = "/proc/" + std::to_string(pid);
-  for (int i = 0; i < 1000; ++i) {
-    std::error_code ec;
-    for (const auto& fd : std::filesystem::directory_iterator(proc + "/fd", ec)) {
-      std::ifstream info(proc + "/fdinfo/" + fd.path().filename().string());
-      std::string key;
-      std::size_t position = 0;
-      if (std::filesystem::read_symlink(fd.path(), ec) == path && info >> key >> position
-          && key == "pos:" && position == offset) {
-        return true;
-      }
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return false;
-}
-
-const std::string kStart = "#timestamp,a\n0,1\n";
-
-// After truncation the reader stays at its old offset: it waits, and reads on from there once
-// the file has grown past it again.
-TEST_F(HostileInputTest, TailFollowsATruncatedFileFromItsOldOffset) {
-  const std::string path = dir.write("a.csv", kStart);
-  Spawned run(VEXIL_BINARY, {"-t", "-f", path});
-  ASSERT_TRUE(has_read(run.pid(), path, kStart.size()));
-  ASSERT_EQ(truncate(path.c_str(), 0), 0);
-  test_support::append(path, "600,5\n");  // before the old offset: never read
-  EXPECT_EQ(run.read(1, std::chrono::milliseconds(300)), "");
-  EXPECT_TRUE(run.running());
-  test_support::append(path,
-                       std::string(kStart.size() - 6, 'x') + "900,2\n");  // "900,2" starts there
-  EXPECT_EQ(run.read(19, std::chrono::seconds(5)), "#timestamp,a\n300,1\n");
-  EXPECT_TRUE(run.running());
-}
-
-// A file renamed over the followed path is not seen: the reader keeps the file it opened.
-TEST_F(HostileInputTest, TailKeepsReadingAReplacedFile) {
-  const std::string path = dir.write("a.csv", kStart);
-  Spawned run(VEXIL_BINARY, {"-t", "-f", path});
-  ASSERT_TRUE(has_read(run.pid(), path, kStart.size()));
-  FILE* old_file = std::fopen(path.c_str(), "a");
-  ASSERT_NE(old_file, nullptr);
-  const std::string replacement = dir.write("new.csv", "#timestamp,a\n600,5\n");
-  ASSERT_EQ(std::rename(replacement.c_str(), path.c_str()), 0);
-  test_support::append(path, "900,7\n");
-  EXPECT_EQ(run.read(1, std::chrono::milliseconds(300)), "");
-  std::fputs("1200,2\n", old_file);
-  std::fclose(old_file);
-  EXPECT_EQ(run.read(19, std::chrono::seconds(5)), "#timestamp,a\n300,1\n");
-  EXPECT_TRUE(run.running());
 }
 
 }  // namespace

@@ -6,21 +6,24 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "output_check.h"
+
 namespace vexil {
 
 // Returns the exit status. Only std::runtime_error is caught: its text goes to standard error
-// after whatever the run printed while it was torn down.
+// after whatever the run printed while it was torn down. Output that could not be written is
+// such an error too ("write error: ..."), so the status is never 0 after output was lost.
 template <class Args, class Run>
 int vexil_main(int argc, char** argv) {
   try {
     Args args;
     args.parse(argc, argv);
-    if (args.help) {
-      return 0;
+    if (!args.help) {
+      Run run(args);
+      run.open_files();
+      run.merge_files();
     }
-    Run run(args);
-    run.open_files();
-    run.merge_files();
+    check_output(stdout, true);
     return 0;
   } catch (const std::runtime_error& e) {
     std::fflush(stdout);

@@ -9,6 +9,8 @@
 
 #include "arguments.h"
 #include "bucket.h"
+#include "open_file_limit.h"
+#include "output_check.h"
 #include "perflib"
 #include "vexil_file.h"
 
@@ -26,6 +28,7 @@ class VexilRun {
 
   // Opens every input in command-line order; the first that cannot be opened stops the run.
   void open_files() {
+    raise_open_file_limit();
     for (const std::string& path : args.paths) {
       files.push_back(file_factory(path, args.tail, bucket_map));
     }
@@ -42,6 +45,7 @@ class VexilRun {
       read_one_each(files);
       read_one_each(supplemental_files);
       bucket_map.flush_ready(files, supplemental_files, args.tail);
+      check_output(stdout, false);  // a failed write ends the run, not only at its end
     }
   }
 

@@ -1,8 +1,11 @@
 #include "perflib_bits/log_file.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <stdexcept>
 #include <typeinfo>
+
+#include "file_follower.h"
 
 namespace perflib {
 
@@ -11,11 +14,18 @@ namespace {
 // Larger than the C library's default, so a file is read in few system calls.
 constexpr std::size_t STREAM_BUFFER_SIZE = 64 * 1024;
 
+FILE* open_stream(const std::string& path) {
+  FILE* stream = std::fopen(path.c_str(), "r");
+  if (stream != nullptr) {
+    std::setvbuf(stream, nullptr, _IOFBF, STREAM_BUFFER_SIZE);  // before the first read
+  }
+  return stream;
+}
+
 }  // namespace
 
 LogFile::LogFile(const std::string& path, bool tail) {
-  init(std::fopen(path.c_str(), "r"), tail, path);
-  std::setvbuf(file, nullptr, _IOFBF, STREAM_BUFFER_SIZE);  // before the first read
+  init(open_stream(path), tail, path);
 }
 
 LogFile::LogFile(FILE* stream, bool tail) {
@@ -34,6 +44,7 @@ void LogFile::init(FILE* stream, bool tail, const std::string& name) {
   }
   this->tail = tail;
   this->name = name;
+  follower = tail ? std::make_unique<FileFollower>(name, file) : nullptr;
 }
 
 void LogFile::close() {
@@ -62,23 +73,56 @@ RecordPtr LogFile::make_record(const std::shared_ptr<Context>& layout, char* tex
   return std::make_shared<Record>(layout, text);
 }
 
+ssize_t LogFile::read_line() {
+  if (!tail) {
+    return getdelim(&line, &capacity, '\n', file);
+  }
+  // Wait for a whole line: a part read while reaching the end of the file is dropped.
+  ssize_t length;
+  for (;;) {
+    std::clearerr(file);
+    length = getdelim(&line, &capacity, '\n', file);
+    if (!std::feof(file)) {
+      break;
+    }
+    follow();
+  }
+  std::clearerr(file);
+  return length;
+}
+
+void LogFile::follow() {
+  switch (follower->at_end(file)) {
+    case FileFollower::FA_READ:
+      return;
+    case FileFollower::FA_REWIND:
+      std::rewind(file);
+      return;
+    case FileFollower::FA_WAIT:
+      follower->wait(file);
+      return;
+    case FileFollower::FA_REOPEN:
+      break;
+  }
+  FILE* next = open_stream(name);
+  if (next == nullptr) {
+    if (errno == ENOENT) {
+      return;  // gone again before it could be opened: wait for the next one
+    }
+    throw std::runtime_error("Unable to open file: " + name);
+  }
+  close();
+  file = next;
+  follower->watch(file);
+}
+
 RecordPtr LogFile::read_next() {
   std::shared_ptr<Context> layout;
   for (;;) {
     if (std::ferror(file) || (!tail && std::feof(file))) {
       break;
     }
-    ssize_t length;
-    if (!tail) {
-      length = getdelim(&line, &capacity, '\n', file);
-    } else {
-      // Wait for a whole line: a part read while reaching the end of the file is dropped.
-      do {
-        std::clearerr(file);
-        length = getdelim(&line, &capacity, '\n', file);
-      } while (std::feof(file));
-      std::clearerr(file);
-    }
+    const ssize_t length = read_line();
     if (length <= 0) {
       break;
     }

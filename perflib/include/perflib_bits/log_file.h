@@ -1,17 +1,25 @@
 // Reads a statistics file line by line: header lines become Contexts, data lines Records in the
 // layout of the header before them. A file whose first line is data reads as "#time,sdrops".
-// In tail mode the reader waits at the end of the file, retrying at once, for the next line.
+// In tail mode the reader waits at the end of the file for the next line, without spinning, and
+// follows the path as `tail -F` does: when the path names a new file (the old one renamed or
+// deleted), it reads what remains of the old one and goes on from the start of the new one; when
+// the file is truncated in place, it starts again from the top, keeping its layout.
 #ifndef PERFLIB_BITS_LOG_FILE_H
 #define PERFLIB_BITS_LOG_FILE_H
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 
 #include "export.h"
 #include "record.h"
 
 namespace perflib {
+
+class FileFollower;
 
 class PERFLIB_EXPORT LogFile {
  public:
@@ -23,7 +31,8 @@ class PERFLIB_EXPORT LogFile {
   LogFile& operator=(const LogFile&) = delete;
 
   // The next record, or empty at the end (and for a data line that gives no values). In tail
-  // mode a read error throws std::runtime_error "File read error".
+  // mode a read error throws std::runtime_error "File read error", and a new file at the path that
+  // cannot be opened "Unable to open file: <path>".
   virtual RecordPtr read_next();
   // Time of the record returned last; 0 before the first and after the end.
   virtual std::int64_t get_prev_time();
@@ -39,7 +48,10 @@ class PERFLIB_EXPORT LogFile {
 
  private:
   RecordPtr make_record(const std::shared_ptr<Context>& layout, char* line);
-  char* line = nullptr;  // getdelim's buffer, kept across calls
+  ssize_t read_line();
+  void follow();
+  std::unique_ptr<FileFollower> follower;  // in tail mode
+  char* line = nullptr;                    // getdelim's buffer, kept across calls
   std::size_t capacity = 0;
 };
 

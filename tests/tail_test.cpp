@@ -1,0 +1,95 @@
+// Following files under -t through the real vexil binary: rotation, truncation, many inputs and
+// output that cannot be written. Every wait is bounded and ends as soon as the output is there.
+#include <linux/capability.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+
+#include "test_support.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using test_support::append;
+using test_support::RunResult;
+using test_support::Spawned;
+
+const std::string H = "#timestamp,a\n";
+
+class TailTest : public ::testing::Test {
+ protected:
+  test_support::TempDir dir;
+  const std::string a = dir.write("a.csv", H + "0,1\n300,2\n");
+};
+
+TEST_F(TailTest, RotatedFileIsReadToItsEndThenTheNewOneFromItsStart) {
+  Spawned run(VEXIL_BINARY, {"-t", "-f", a});
+  ASSERT_EQ(run.read(19, 5s), H + "300,1\n");  // a is open and read to its end
+  ASSERT_EQ(std::rename(a.c_str(), (a + ".1").c_str()), 0);
+  append(a + ".1", "400,3\n");  // written late into the old file: still read
+  dir.write("a.csv", "#timestamp,a,b\n600,4,5\n900,0,0\n");
+  EXPECT_EQ(run.read(46, 5s), H + "300,1\n600,5\n#timestamp,a,b\n900,4,5\n");
+}
+
+TEST_F(TailTest, TruncatedFileIsReadAgainFromItsTopInTheSameLayout) {
+  Spawned run(VEXIL_BINARY, {"-t", "-f", a});
+  ASSERT_EQ(run.read(19, 5s), H + "300,1\n");
+  ASSERT_EQ(truncate(a.c_str(), 0), 0);
+  append(a, "600,5\n900,1\n");
+  EXPECT_EQ(run.read(31, 5s), H + "300,1\n600,2\n900,5\n");
+}
+
+// A new file that cannot be opened ends the run as at start-up, after the buckets held.
+TEST_F(TailTest, UnopenableNewFileEndsTheRun) {
+  const std::string locked = dir.write("locked.csv", H + "600,1\n");
+  ASSERT_EQ(chmod(locked.c_str(), 0), 0);
+  std::thread rotate([&] {
+    for (int i = 0; i < 1000 && test_support::slurp(dir.path() + "/.stdout").empty(); ++i) {
+      std::this_thread::sleep_for(5ms);
+    }
+    std::rename(locked.c_str(), a.c_str());
+  });
+  RunResult r = test_support::run(VEXIL_BINARY, {"-t", "-f", a}, dir.path(), false, [] {
+    return geteuid() != 0
+           || (prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0) == 0
+               && prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH, 0, 0, 0) == 0);
+  });
+  rotate.join();
+  if (r.status == 126) {
+    GTEST_SKIP() << "running as root without the right to drop capabilities";
+  }
+  EXPECT_EQ(r.out, H + "300,1\n600,2\n");
+  EXPECT_EQ(r.err, "Unable to open file: " + a + "\n");
+  EXPECT_EQ(r.status, 1);
+}
+
+TEST_F(TailTest, ManyInputsOpenUnderALowSoftLimit) {
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  if (limit.rlim_max < 1600) {
+    GTEST_SKIP() << "hard limit of open files below 1,600";
+  }
+  std::vector<std::string> args;
+  for (int i = 0; i < 1500; ++i) {
+    args.insert(args.end(), {"-f", dir.write("in" + std::to_string(i), H + "0,1\n")});
+  }
+  RunResult r = test_support::run(VEXIL_BINARY, args, dir.path(), false, [] {
+    rlimit low{1024, RLIM_INFINITY};
+    getrlimit(RLIMIT_NOFILE, &low);
+    low.rlim_cur = 1024;
+    return setrlimit(RLIMIT_NOFILE, &low) == 0;
+  });
+  EXPECT_EQ(r.out, H + "300,1500\n");
+  EXPECT_EQ(r.err, "");
+}
+
+TEST_F(TailTest, UnwritableOutputIsAnErrorInBothModes) {
+  for (const std::vector<std::string>& args :
+       {std::vector<std::string>{"-f", a}, {"-t", "-f", a}}) {
+    RunResult r = test_support::run(VEXIL_BINARY, args, dir.path(), false,
+                                    [] { return std::freopen("/dev/full", "w", stdout); });
+    EXPECT_EQ(r.err, "write error: No space left on device\n");
+    EXPECT_EQ(r.status, 1);
+  }
+}
+
+}  // namespace
