@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
+#include <new>
 #include <stdexcept>
 #include <typeinfo>
 
@@ -77,17 +79,35 @@ ssize_t LogFile::read_line() {
   if (!tail) {
     return getdelim(&line, &capacity, '\n', file);
   }
-  // Wait for a whole line: a part read while reaching the end of the file is dropped.
-  ssize_t length;
+  // A line the writer has not finished when the reader reaches the end of the file is kept and
+  // completed by what follows: a write can reach the reader in parts.
   for (;;) {
     std::clearerr(file);
-    length = getdelim(&line, &capacity, '\n', file);
+    ssize_t length = getdelim(&line, &capacity, '\n', file);
     if (!std::feof(file)) {
-      break;
+      std::clearerr(file);
+      return unfinished.empty() || length <= 0 ? length : finish_line(length);
+    }
+    if (length > 0) {
+      unfinished.append(line, static_cast<std::size_t>(length));
     }
     follow();
   }
-  std::clearerr(file);
+}
+
+ssize_t LogFile::finish_line(ssize_t length) {
+  unfinished.append(line, static_cast<std::size_t>(length));
+  if (capacity <= unfinished.size()) {
+    char* larger = static_cast<char*>(std::realloc(line, unfinished.size() + 1));
+    if (larger == nullptr) {
+      throw std::bad_alloc();
+    }
+    line = larger;
+    capacity = unfinished.size() + 1;
+  }
+  std::memcpy(line, unfinished.c_str(), unfinished.size() + 1);
+  length = static_cast<ssize_t>(unfinished.size());
+  unfinished.clear();
   return length;
 }
 
@@ -96,6 +116,7 @@ void LogFile::follow() {
     case FileFollower::FA_READ:
       return;
     case FileFollower::FA_REWIND:
+      unfinished.clear();  // the writer started over: that line will never be finished
       std::rewind(file);
       return;
     case FileFollower::FA_WAIT:
@@ -111,6 +132,7 @@ void LogFile::follow() {
     }
     throw std::runtime_error("Unable to open file: " + name);
   }
+  unfinished.clear();  // what the old file left unfinished stays so
   close();
   file = next;
   follower->watch(file);

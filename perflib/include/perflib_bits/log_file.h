@@ -1,9 +1,10 @@
 // Reads a statistics file line by line: header lines become Contexts, data lines Records in the
 // layout of the header before them. A file whose first line is data reads as "#time,sdrops".
-// In tail mode the reader waits at the end of the file for the next line, without spinning, and
-// follows the path as `tail -F` does: when the path names a new file (the old one renamed or
-// deleted), it reads what remains of the old one and goes on from the start of the new one; when
-// the file is truncated in place, it starts again from the top, keeping its layout.
+// In tail mode the reader waits at the end of the file for the next line, without spinning; a
+// line is read once it is complete (a writer's line can reach the reader in parts). It follows
+// the path as `tail -F` does: when the path names a new file (the old one renamed or deleted), it
+// reads what remains of the old one and goes on from the start of the new one; when the file is
+// truncated in place, it starts again from the top, keeping its layout.
 #ifndef PERFLIB_BITS_LOG_FILE_H
 #define PERFLIB_BITS_LOG_FILE_H
 
@@ -49,8 +50,10 @@ class PERFLIB_EXPORT LogFile {
  private:
   RecordPtr make_record(const std::shared_ptr<Context>& layout, char* line);
   ssize_t read_line();
+  ssize_t finish_line(ssize_t length);
   void follow();
   std::unique_ptr<FileFollower> follower;  // in tail mode
+  std::string unfinished;                  // in tail mode, the start of a line still being written
   char* line = nullptr;                    // getdelim's buffer, kept across calls
   std::size_t capacity = 0;
 };

@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Soak run of vexil -t (see soak.cpp): an idle phase, then writers appending to every input at a
+# steady rate with rotation and truncation. Prints CPU share, peak RSS, bucket latency, and
+# whether the output equals a plain merge of the same lines (the exit status says so too).
+#
+#   bench/soak.sh [INPUTS [LINES_PER_SECOND [SECONDS [IDLE_SECONDS]]]]   default 16 200 60 60
+set -euo pipefail
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+jobs=$(nproc 2>/dev/null || echo 2)
+source "$root/bench/common.sh"
+build_tools vexil soak
+work=$(mktemp -d "${TMPDIR:-/tmp}/vexil-soak-XXXXXX")
+trap '[[ -e "$work/logs/followed.out" ]] || rm -rf "$work"' EXIT
+"$build/bench/soak" "$build/vexil/vexil" "$work/logs" "${1:-16}" "${2:-200}" "${3:-60}" "${4:-60}"
