@@ -2,7 +2,8 @@
 #
 # `cmake --install` lays out the usual tree: bin/vexil, the versioned lib/libperflib.so with its
 # SONAME link and development link, the public headers under include/, the CMake package under
-# lib/cmake/perflib, lib/pkgconfig/perflib.pc and share/man/man1/vexil.1. Nothing installed
+# lib/cmake/perflib, lib/pkgconfig/perflib.pc, share/man/man1/vexil.1 and the example unit file
+# share/doc/vexil/examples/vexil.service. Nothing installed
 # records the build tree or the configure-time prefix, so the same build installs correctly into
 # any prefix given to `cmake --install --prefix` and into the Debian package built by CPack.
 include(CMakePackageConfigHelpers)
@@ -22,6 +23,9 @@ install(TARGETS perflib EXPORT perflibTargets
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/perflib/include/"
   DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 install(FILES "${PROJECT_SOURCE_DIR}/docs/vexil.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+# An example unit file for running vexil -t as a service.
+install(FILES "${PROJECT_SOURCE_DIR}/examples/systemd/vexil.service"
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples")
 
 # find_package(perflib) and perflib::perflib.
 install(EXPORT perflibTargets NAMESPACE perflib:: DESTINATION "${PERFLIB_CMAKE_DIR}")
