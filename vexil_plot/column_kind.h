@@ -1,0 +1,28 @@
+// How a column is drawn, from its kind: sums as per-second rates over the bucket, the others
+// (maxima, last values, rates, averages, percentages) as the levels vexil printed.
+#ifndef VEXIL_PLOT_COLUMN_KIND_H
+#define VEXIL_PLOT_COLUMN_KIND_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "series_table.h"
+
+namespace vexil {
+
+enum DrawClass : std::uint8_t {
+  DC_PER_SECOND = 0,  // sums divided by the bucket length
+  DC_LEVEL = 1,       // maxima, last values, rates and averages as printed
+  DC_PERCENT = 2,     // percentages as printed
+};
+
+DrawClass draw_class(perflib::PegType kind);
+// The values of a column as drawn: sums divided by bucket (seconds), others as they are.
+std::vector<double> drawn_values(const Column& column, std::int64_t bucket);
+// A few words on what a value of that kind is, for a legend: "maximum", "last value".
+std::string kind_words(perflib::PegType kind);
+
+}  // namespace vexil
+
+#endif

@@ -1,0 +1,5 @@
+#include "plot_main.h"
+
+int main(int argc, char** argv) {
+  return vexil::plot_main(argc, argv);
+}

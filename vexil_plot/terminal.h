@@ -1,0 +1,26 @@
+// Where the chart goes and at what size: a picture file whose extension names the format, or
+// text on standard output.
+#ifndef VEXIL_PLOT_TERMINAL_H
+#define VEXIL_PLOT_TERMINAL_H
+
+#include <cstdint>
+#include <string>
+
+namespace vexil {
+
+enum TerminalKind : std::uint8_t { TK_TEXT, TK_PNG, TK_SVG, TK_PDF };
+
+struct Terminal {
+  TerminalKind kind = TK_TEXT;
+  int width = 0;   // pixels (a PDF takes 100 to the inch), or characters for text
+  int height = 0;  // pixels, or lines for text
+};
+
+// The terminal for -o path ("" for text), at the size asked for (0 x 0: the default, which for
+// text is the size of the terminal on standard output, when there is one). Text gets at least
+// min_text_lines. Throws std::runtime_error for an extension it does not know.
+Terminal make_terminal(const std::string& path, int width, int height, int min_text_lines);
+
+}  // namespace vexil
+
+#endif
