@@ -1,28 +1,33 @@
 # Installation, the CMake package, pkg-config and the Debian package.
 #
-# `cmake --install` lays out the usual tree: bin/vexil, the versioned lib/libperflib.so with its
-# SONAME link and development link, the public headers under include/, the CMake package under
-# lib/cmake/perflib, lib/pkgconfig/perflib.pc, share/man/man1/vexil.1 and the example unit file
-# share/doc/vexil/examples/vexil.service. Nothing installed
+# `cmake --install` lays out the usual tree: bin/vexil and bin/vexil-plot, the versioned
+# lib/libperflib.so with its SONAME link and development link, the public headers under include/,
+# the CMake package under lib/cmake/perflib, lib/pkgconfig/perflib.pc, the manual pages under
+# share/man/man1, the bash completions under share/bash-completion/completions and the example
+# unit file share/doc/vexil/examples/vexil.service. Nothing installed
 # records the build tree or the configure-time prefix, so the same build installs correctly into
 # any prefix given to `cmake --install --prefix` and into the Debian package built by CPack.
 include(CMakePackageConfigHelpers)
 
 set(PERFLIB_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/perflib")
 
-# vexil finds libperflib relative to itself, so a private prefix needs no LD_LIBRARY_PATH and a
-# system prefix needs no ldconfig run before the first start.
+# vexil and vexil-plot find libperflib relative to themselves, so a private prefix needs no
+# LD_LIBRARY_PATH and a system prefix needs no ldconfig run before the first start.
 file(RELATIVE_PATH vexil_to_libdir "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
-set_target_properties(vexil PROPERTIES INSTALL_RPATH "$ORIGIN/${vexil_to_libdir}")
+set_target_properties(vexil vexil_plot PROPERTIES INSTALL_RPATH "$ORIGIN/${vexil_to_libdir}")
 
-install(TARGETS vexil RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+install(TARGETS vexil vexil_plot RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 install(TARGETS perflib EXPORT perflibTargets
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
   RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 # The chief header `perflib`, the per-concept headers it includes and the legacy C header.
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/perflib/include/"
   DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
-install(FILES "${PROJECT_SOURCE_DIR}/docs/vexil.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+install(FILES "${PROJECT_SOURCE_DIR}/docs/vexil.1" "${PROJECT_SOURCE_DIR}/docs/vexil-plot.1"
+  DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+# bash-completion loads a command's completion from a file named after the command.
+install(FILES "${PROJECT_SOURCE_DIR}/completions/vexil" "${PROJECT_SOURCE_DIR}/completions/vexil-plot"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
 # An example unit file for running vexil -t as a service.
 install(FILES "${PROJECT_SOURCE_DIR}/examples/systemd/vexil.service"
   DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples")
@@ -66,12 +71,15 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "merge the performance statistics logs of 
 set(CPACK_PACKAGE_DESCRIPTION
   "vexil reads the periodic statistics logs that packet-inspection engine
 instances write, one CSV line per sample, and merges them into one CSV line
-per time bucket. The package also holds perflib, the statistics library
-underneath it, with its headers, CMake package and pkg-config file.")
+per time bucket; vexil-plot draws the merged statistics as charts with
+gnuplot. The package also holds perflib, the statistics library underneath
+them, with its headers, CMake package and pkg-config file.")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "vexil developers")
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
+# vexil-plot draws with gnuplot; without it vexil-plot says how to install it.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS gnuplot-nox)
 # The shlibs file and the ldconfig trigger that go with a shared library.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 find_program(VEXIL_DPKG_SHLIBDEPS dpkg-shlibdeps)

@@ -14,11 +14,11 @@ foreach(mode find_package pkg-config)
   set_tests_properties(install_consumer_${mode} PROPERTIES SKIP_RETURN_CODE 77 RESOURCE_LOCK build_tree_install)
 endforeach()
 
-# The manual page renders without a single groff warning.
+# The manual pages render without a single groff warning.
 add_test(NAME man_page_renders
   COMMAND sh -c [=[
     command -v groff >/dev/null || { echo "groff is not installed (./dev deps installs it)"; exit 77; }
-    warnings=$(groff -man -Tutf8 -ww -z "$0" 2>&1) || { printf '%s\n' "$warnings"; exit 1; }
+    warnings=$(groff -man -Tutf8 -ww -z "$0" "$@" 2>&1) || { printf '%s\n' "$warnings"; exit 1; }
     [ -z "$warnings" ] || { printf '%s\n' "$warnings"; exit 1; }]=]
-    "${PROJECT_SOURCE_DIR}/docs/vexil.1")
+    "${PROJECT_SOURCE_DIR}/docs/vexil.1" "${PROJECT_SOURCE_DIR}/docs/vexil-plot.1")
 set_tests_properties(man_page_renders PROPERTIES SKIP_RETURN_CODE 77)

@@ -25,7 +25,8 @@ fail() {
 for file in bin/vexil "$libdir/libperflib.so.$version" "$libdir/libperflib.so" include/perflib \
   include/perflib_bits/record.h include/perflib_legacy.h "$libdir/cmake/perflib/perflibConfig.cmake" \
   "$libdir/cmake/perflib/perflibConfigVersion.cmake" "$libdir/pkgconfig/perflib.pc" \
-  share/man/man1/vexil.1; do
+  share/man/man1/vexil.1 bin/vexil-plot share/man/man1/vexil-plot.1 \
+  share/bash-completion/completions/vexil share/bash-completion/completions/vexil-plot; do
   [ -e "$prefix/$file" ] || fail "not installed: $file"
 done
 # Every header the chief header includes is installed beside it.
@@ -36,6 +37,7 @@ soname_link=$prefix/$libdir/libperflib.so.${version%%.*}
 [ "$(readlink "$soname_link")" = "libperflib.so.$version" ] || fail "no SONAME link $soname_link"
 # The installed tool finds its library without help, and records nothing of the build tree.
 env -u LD_LIBRARY_PATH "$prefix/bin/vexil" -h >/dev/null || fail "installed vexil -h failed"
+(cd / && env -u LD_LIBRARY_PATH "$prefix/bin/vexil-plot" -h >/dev/null) || fail "installed vexil-plot -h failed"
 if grep -rqF "$build" "$prefix/$libdir/cmake" "$prefix/$libdir/pkgconfig"; then
   fail "installed package files name the build directory $build"
 fi
