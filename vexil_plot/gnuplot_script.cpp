@@ -84,7 +84,9 @@ std::string duration(std::int64_t s) {
 std::string chart_title(const Chart& chart) {
   const std::int64_t start = chart.times.front() - chart.bucket, end = chart.times.back();
   const std::size_t n = chart.times.size();
-  return utc(start, "%Y-%m-%d %H:%M") + " to " + utc(end, "%Y-%m-%d %H:%M") + " UTC, "
+  const bool one_day = utc(start, "%F") == utc(end - 1, "%F");
+  return utc(start, "%Y-%m-%d %H:%M") + " to " + utc(end, one_day ? "%H:%M" : "%Y-%m-%d %H:%M")
+         + " UTC, "
          + std::to_string(n) + (n == 1 ? " bucket of " : " buckets of ") + duration(chart.bucket);
 }
 
@@ -248,7 +250,7 @@ class ScriptWriter {
   void write_y_axis(const Range& r) {
     text += "set yrange [" + number(r.low) + ":" + number(r.high) + "]\n";
     text +=
-        "set ytics " + number(tic_step(r.high - r.low, terminal.kind == TK_TEXT ? 3 : 4)) + "\n";
+        "set ytics " + number(tic_step(r.high - r.low, terminal.kind == TK_TEXT ? 3 : 5)) + "\n";
     const bool big = std::max(std::fabs(r.low), std::fabs(r.high)) >= 10000;
     text += big ? "set format y '%.1s%c'\n" : "set format y '%g'\n";
   }
