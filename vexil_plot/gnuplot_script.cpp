@@ -86,8 +86,8 @@ std::string chart_title(const Chart& chart) {
   const std::size_t n = chart.times.size();
   const bool one_day = utc(start, "%F") == utc(end - 1, "%F");
   return utc(start, "%Y-%m-%d %H:%M") + " to " + utc(end, one_day ? "%H:%M" : "%Y-%m-%d %H:%M")
-         + " UTC, "
-         + std::to_string(n) + (n == 1 ? " bucket of " : " buckets of ") + duration(chart.bucket);
+         + " UTC, " + std::to_string(n) + (n == 1 ? " bucket of " : " buckets of ")
+         + duration(chart.bucket);
 }
 
 const char* time_format(std::int64_t span) {
@@ -194,7 +194,7 @@ class ScriptWriter {
 
   void write_common() {
     const std::int64_t first = chart.times.front(), last = chart.times.back();
-    const std::int64_t pad = first == last ? chart.bucket : 0;
+    const std::int64_t pad = this->pad();
     text += "set xdata time\nset timefmt '%s'\n";
     text +=
         "set xrange ['" + std::to_string(first - pad) + "':'" + std::to_string(last + pad) + "']\n";
@@ -239,8 +239,11 @@ class ScriptWriter {
     write_plot(p);
   }
 
+  // Room on both sides of a single bucket, which has no time range of its own.
+  std::int64_t pad() const { return chart.times.size() == 1 ? chart.bucket : 0; }
+
   void write_time_tics() {
-    const std::int64_t span = std::max<std::int64_t>(chart.times.back() - chart.times.front(), 1);
+    const std::int64_t span = chart.times.back() - chart.times.front() + 2 * pad();
     const double width = terminal.width - metrics.left - metrics.key;
     const double char_width = terminal.kind == TK_TEXT ? 1 : 8;
     const std::size_t chars = std::strlen(time_format(span));

@@ -14,6 +14,7 @@
 #include "output_file.h"
 #include "plot_arguments.h"
 #include "series_table.h"
+#include "terminal.h"
 #include "wildcard.h"
 
 namespace vexil {
@@ -99,6 +100,9 @@ int plot_main(int argc, char** argv) {
     args.parse(argc, argv);
     if (args.help) {
       return 0;
+    }
+    if (!args.output.empty()) {
+      picture_kind(args.output);  // a wrong name is reported before any reading
     }
     SeriesTable table = read_table(args);
     draw(args, make_chart(args, table));

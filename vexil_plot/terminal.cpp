@@ -8,9 +8,7 @@
 
 namespace vexil {
 
-namespace {
-
-TerminalKind kind_of(const std::string& path) {
+TerminalKind picture_kind(const std::string& path) {
   const std::size_t dot = path.rfind('.');
   const std::string extension = dot == std::string::npos ? "" : path.substr(dot);
   if (extension == ".png") {
@@ -24,6 +22,8 @@ TerminalKind kind_of(const std::string& path) {
   }
   throw std::runtime_error("the picture's name must end in .png, .svg or .pdf: " + path);
 }
+
+namespace {
 
 void text_size(Terminal& terminal, int min_lines) {
   winsize size{};
@@ -39,7 +39,7 @@ void text_size(Terminal& terminal, int min_lines) {
 }  // namespace
 
 Terminal make_terminal(const std::string& path, int width, int height, int min_text_lines) {
-  Terminal terminal{path.empty() ? TK_TEXT : kind_of(path), width, height};
+  Terminal terminal{path.empty() ? TK_TEXT : picture_kind(path), width, height};
   if (width > 0) {
     return terminal;
   }

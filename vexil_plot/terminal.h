@@ -16,6 +16,10 @@ struct Terminal {
   int height = 0;  // pixels, or lines for text
 };
 
+// The picture format that the extension of path names. Throws std::runtime_error for an
+// extension it does not know.
+TerminalKind picture_kind(const std::string& path);
+
 // The terminal for -o path ("" for text), at the size asked for (0 x 0: the default, which for
 // text is the size of the terminal on standard output, when there is one). Text gets at least
 // min_text_lines. Throws std::runtime_error for an extension it does not know.
