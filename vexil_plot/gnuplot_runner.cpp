@@ -81,9 +81,12 @@ int wait_for(pid_t pid) {
 
 }  // namespace
 
-void run_gnuplot(const std::string& script) {
+void run_gnuplot(const std::string& script, const std::function<void(pid_t)>& started) {
   Pipe input;
   const pid_t pid = spawn_gnuplot(input);
+  if (started) {
+    started(pid);
+  }
   input.close_end(0);
   // A gnuplot that ends early must not kill us with SIGPIPE: its status says what went wrong.
   struct sigaction ignore {
@@ -94,6 +97,9 @@ void run_gnuplot(const std::string& script) {
   input.close_end(1);
   sigaction(SIGPIPE, &previous, nullptr);
   const int status = wait_for(pid);
+  if (started) {
+    started(0);
+  }
   if (WIFSIGNALED(status)) {
     throw std::runtime_error("gnuplot was killed by signal " + std::to_string(WTERMSIG(status)));
   }

@@ -2,6 +2,7 @@
 
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -14,10 +15,16 @@ namespace vexil {
 
 namespace {
 
-// The temporary file a signal handler must remove; one picture is written at a time.
+// The temporary file a signal handler must remove, and its writer; one picture is written at a
+// time.
 char* volatile pending_path = nullptr;
+volatile pid_t pending_writer = 0;
 
 void remove_and_reraise(int signal_number) {
+  if (pid_t writer = pending_writer; writer > 0) {
+    kill(writer, SIGKILL);
+    waitpid(writer, nullptr, 0);
+  }
   if (char* path = pending_path) {
     unlink(path);
   }
@@ -56,9 +63,14 @@ OutputFile::OutputFile(std::string target) : target(std::move(target)) {
 OutputFile::~OutputFile() {
   watch_signals(false);
   pending_path = nullptr;
+  pending_writer = 0;
   if (!committed) {
     unlink(temporary.c_str());
   }
+}
+
+void OutputFile::writing_process(pid_t pid) {
+  pending_writer = pid;
 }
 
 void OutputFile::commit() {

@@ -104,8 +104,8 @@ void PlotArguments::parse(int argc, char** argv) {
 void PlotArguments::parse_size(std::string_view text) {
   const std::size_t x = text.find('x');
   if (x != std::string_view::npos) {
-    auto w = whole_number(text.substr(0, x), 20, 20000);
-    auto h = whole_number(text.substr(x + 1), 10, 20000);
+    auto w = whole_number(text.substr(0, x), 1, 20000);
+    auto h = whole_number(text.substr(x + 1), 1, 20000);
     if (w && h) {
       width = *w;
       height = *h;

@@ -21,8 +21,6 @@ namespace vexil {
 
 namespace {
 
-constexpr int TEXT_LINES_PER_PANEL = 12;
-
 SeriesTable read_table(const PlotArguments& args) {
   std::vector<std::string_view> wanted(args.columns.begin(), args.columns.end());
   if (wanted.empty()) {
@@ -76,8 +74,7 @@ Chart make_chart(const PlotArguments& args, SeriesTable& table) {
 
 void draw(const PlotArguments& args, const Chart& chart) {
   const Terminal terminal =
-      make_terminal(args.output, args.width, args.height,
-                    TEXT_LINES_PER_PANEL * static_cast<int>(chart.panels.size()) + 5);
+      make_terminal(args.output, args.width, args.height, static_cast<int>(chart.panels.size()));
   if (args.script) {
     std::fputs(gnuplot_script(chart, terminal, args.output).c_str(), stdout);
     return;
@@ -88,7 +85,8 @@ void draw(const PlotArguments& args, const Chart& chart) {
     return;
   }
   OutputFile picture(args.output);
-  run_gnuplot(gnuplot_script(chart, terminal, picture.temporary_path()));
+  run_gnuplot(gnuplot_script(chart, terminal, picture.temporary_path()),
+              [&](pid_t pid) { picture.writing_process(pid); });
   picture.commit();
 }
 

@@ -20,10 +20,11 @@ struct Terminal {
 // extension it does not know.
 TerminalKind picture_kind(const std::string& path);
 
-// The terminal for -o path ("" for text), at the size asked for (0 x 0: the default, which for
-// text is the size of the terminal on standard output, when there is one). Text gets at least
-// min_text_lines. Throws std::runtime_error for an extension it does not know.
-Terminal make_terminal(const std::string& path, int width, int height, int min_text_lines);
+// The terminal for -o path ("" for text) and panels panels, at the size asked for. 0 x 0 asks
+// for the default: 1600x1000 pixels (higher for many panels), or for text the size of the
+// terminal on standard output when there is one, and at least 12 lines a panel. Throws
+// std::runtime_error for an extension it does not know or a size too small for the panels.
+Terminal make_terminal(const std::string& path, int width, int height, int panels);
 
 }  // namespace vexil
 
