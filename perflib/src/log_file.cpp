@@ -7,27 +7,16 @@
 #include <stdexcept>
 #include <typeinfo>
 
+#include "decompressing_stream.h"
 #include "file_follower.h"
 
 namespace perflib {
 
-namespace {
-
-// Larger than the C library's default, so a file is read in few system calls.
-constexpr std::size_t STREAM_BUFFER_SIZE = 64 * 1024;
-
-FILE* open_stream(const std::string& path) {
-  FILE* stream = std::fopen(path.c_str(), "r");
-  if (stream != nullptr) {
-    std::setvbuf(stream, nullptr, _IOFBF, STREAM_BUFFER_SIZE);  // before the first read
-  }
-  return stream;
-}
-
-}  // namespace
-
 LogFile::LogFile(const std::string& path, bool tail) {
-  init(open_stream(path), tail, path);
+  InputStream input = open_input_stream(path);
+  // A compressed file does not grow: even in tail mode it ends where its text ends.
+  init(input.file, tail && !input.compressed, path);
+  decompression_error = std::move(input.error);
 }
 
 LogFile::LogFile(FILE* stream, bool tail) {
@@ -92,6 +81,9 @@ ssize_t LogFile::read_line() {
       unfinished.append(line, static_cast<std::size_t>(length));
     }
     follow();
+    if (!tail) {
+      return read_line();  // the path now names a compressed file
+    }
   }
 }
 
@@ -125,8 +117,8 @@ void LogFile::follow() {
     case FileFollower::FA_REOPEN:
       break;
   }
-  FILE* next = open_stream(name);
-  if (next == nullptr) {
+  InputStream next = open_input_stream(name);
+  if (next.file == nullptr) {
     if (errno == ENOENT) {
       return;  // gone again before it could be opened: wait for the next one
     }
@@ -134,7 +126,13 @@ void LogFile::follow() {
   }
   unfinished.clear();  // what the old file left unfinished stays so
   close();
-  file = next;
+  file = next.file;
+  if (next.compressed) {  // it does not grow: read to its end, it ends this input
+    tail = false;
+    follower.reset();
+    decompression_error = std::move(next.error);
+    return;
+  }
   follower->watch(file);
 }
 
@@ -145,6 +143,9 @@ RecordPtr LogFile::read_next() {
       break;
     }
     const ssize_t length = read_line();
+    if (decompression_error && std::ferror(file)) {  // not even a part of a line is used then
+      throw std::runtime_error("File read error: " + name + ": " + decompression_error());
+    }
     if (length <= 0) {
       break;
     }

@@ -5,6 +5,13 @@
 // the path as `tail -F` does: when the path names a new file (the old one renamed or deleted), it
 // reads what remains of the old one and goes on from the start of the new one; when the file is
 // truncated in place, it starts again from the top, keeping its layout.
+//
+// Opened by path, a file that begins with the signature of a gzip, zstd or xz stream is read as
+// its decompressed text (concatenated gzip members, zstd frames and xz streams one after
+// another), decompressed ahead of the reader by a thread of its own into a few fixed-size blocks.
+// Any other file is read as it is. A compressed file does not grow, so in tail mode it ends at
+// the end of its text like a file read without tail mode (also when the path comes to name one).
+// A stream given as FILE* is read as it is, compressed or not.
 #ifndef PERFLIB_BITS_LOG_FILE_H
 #define PERFLIB_BITS_LOG_FILE_H
 
@@ -12,6 +19,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -34,6 +42,8 @@ class PERFLIB_EXPORT LogFile {
   // The next record, or empty at the end (and for a data line that gives no values). In tail
   // mode a read error throws std::runtime_error "File read error", and a new file at the path that
   // cannot be opened "Unable to open file: <path>".
+  // A compressed file that is truncated or corrupt throws, in either mode, "File read error:
+  // <path>: <reason>" once the lines before the damage have been returned.
   virtual RecordPtr read_next();
   // Time of the record returned last; 0 before the first and after the end.
   virtual std::int64_t get_prev_time();
@@ -56,6 +66,7 @@ class PERFLIB_EXPORT LogFile {
   std::string unfinished;                  // in tail mode, the start of a line still being written
   char* line = nullptr;                    // getdelim's buffer, kept across calls
   std::size_t capacity = 0;
+  std::function<std::string()> decompression_error;  // set for a compressed file only
 };
 
 }  // namespace perflib
