@@ -30,7 +30,7 @@ jobs=$(nproc 2>/dev/null || echo 2)
 
 deps() {
   local need=() pkg
-  for pkg in cmake ninja-build clang libclang-rt-dev; do
+  for pkg in cmake ninja-build clang libclang-rt-dev pkg-config libisal-dev libzstd-dev liblzma-dev; do
     dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed' || need+=("$pkg")
   done
   if ((${#need[@]})); then
