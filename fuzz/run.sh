@@ -4,7 +4,8 @@
 # (2 GiB) or failed check is a finding: the run fails and the input is kept.
 #
 #   fuzz/run.sh [SECONDS [TARGET...]]     SECONDS per target (default 60); TARGET: context,
-#                                          record, merge (default all three, one after another)
+#                                          record, merge, decompress (default all, one after
+#                                          another)
 #
 # Builds with the CMake preset "fuzz" in build/fuzz; set VEXIL_FUZZ_BUILD to build elsewhere.
 # Each target first replays its seed corpus (corpus/TARGET) and the inputs of past findings
@@ -18,12 +19,12 @@ root=$(dirname "$here")
 seconds=${1:-60}
 shift || true
 targets=("$@")
-((${#targets[@]})) || targets=(context record merge)
+((${#targets[@]})) || targets=(context record merge decompress)
 [[ "$seconds" =~ ^[1-9][0-9]*$ ]] || { echo "SECONDS must be a positive number" >&2; exit 2; }
 for t in "${targets[@]}"; do
   case "$t" in
-    context | record | merge) ;;
-    *) echo "unknown target: $t (context, record or merge)" >&2; exit 2 ;;
+    context | record | merge | decompress) ;;
+    *) echo "unknown target: $t (context, record, merge or decompress)" >&2; exit 2 ;;
   esac
 done
 jobs=$(nproc 2>/dev/null || echo 2)
@@ -50,7 +51,8 @@ build() {
     build=$root/build/fuzz
     (cd "$root" && cmake --preset fuzz >/dev/null)
   fi
-  cmake --build "$build" -j "$jobs" --target context_fuzzer record_fuzzer merge_fuzzer
+  cmake --build "$build" -j "$jobs" --target context_fuzzer record_fuzzer merge_fuzzer \
+    decompress_fuzzer
 }
 
 # fuzz_one TARGET: replay, then fuzz for the given time. Returns non-zero on a finding.

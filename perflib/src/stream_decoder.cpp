@@ -172,10 +172,7 @@ std::unique_ptr<StreamDecoder> make_decoder(const unsigned char* head, std::size
   if (starts_with(head, size, "\x28\xb5\x2f\xfd", 4)) {
     return std::make_unique<ZstdDecoder>();
   }
-  if (starts_with(head, size,
-                  "\xfd"
-                  "7zXZ\0",
-                  SIGNATURE_SIZE)) {
+  if (starts_with(head, size, "\xfd\x37zXZ\0", SIGNATURE_SIZE)) {
     return std::make_unique<XzDecoder>();
   }
   return nullptr;
