@@ -3,6 +3,9 @@
 # against Miller and DuckDB when they are installed. Prints median wall time, throughput, the
 # ratio to the floor and peak RSS.
 #
+# The same logs compressed with gzip -6 and zstd -3 are merged too, and timed against decompressing
+# them with gzip -dc and zstd -dc one file after another (VEXIL_BENCH_COMPRESSED=0 leaves them out).
+#
 #   bench/run.sh [PRESET [RUNS]]      PRESET: small, large (default), many, mixed; RUNS: 5
 #
 # Builds vexil, gen_logs and floor with the CMake preset "bench" (build/bench); set
@@ -46,6 +49,26 @@ generate() {
   bytes=$(stat -c %s "${files[@]}" | awk '{s += $1} END {print s}')
 }
 
+# compress FORMAT COMMAND...: the logs compressed by COMMAND into bench/data/PRESET-FORMAT, each
+# file under its own name plus .FORMAT, made once; as many files at a time as there are cores.
+compress() {
+  local format=$1 dir=$data-$1
+  shift
+  if [[ ! -f "$dir/.complete" ]]; then
+    echo "compressing $preset with $* (once)" >&2
+    rm -rf "$dir"
+    local f out
+    for f in "${files[@]}"; do
+      out=$dir/${f#"$data"/}.$format
+      mkdir -p "$(dirname "$out")"
+      "$@" <"$f" >"$out" &
+      if (($(jobs -rp | wc -l) >= jobs)); then wait -n; fi
+    done
+    while (($(jobs -rp | wc -l))); do wait -n; done
+    touch "$dir/.complete"
+  fi
+}
+
 # The merge in other tools: the sum of every column per 300 s bucket over all files, one thread.
 # shellcheck disable=SC2016  # JavaScript template strings
 duckdb_script='
@@ -74,12 +97,45 @@ commands() {
   cmd_duckdb=(env "NODE_PATH=$node_path" node -e "$duckdb_script" "${files[@]}")
   declare -gA labels=([floor]=floor [vexil]=vexil [mlr]="mlr (1 thread)" [duckdb]="duckdb (1 thread)")
   tools=(floor vexil)
+  compressed_commands
   [[ "${VEXIL_BENCH_OTHERS:-1}" == 0 ]] && return
   command -v mlr >/dev/null && tools+=(mlr)
   if command -v node >/dev/null \
     && env "NODE_PATH=$node_path" node -e 'require.resolve("@duckdb/node-api")' >/dev/null 2>&1; then
     tools+=(duckdb)
   fi
+}
+
+# compressed FORMAT PATH...: the compressed copies of the files, in the array "copies".
+compressed() {
+  local format=$1
+  shift
+  copies=("${@/#"$data"/"$data-$format"}")
+  copies=("${copies[@]/%/.$format}")
+}
+
+# The merge of the compressed logs, and decompressing them with the usual tools one file after
+# another (output to /dev/null), which is what the merge is compared with.
+# shellcheck disable=SC2034,SC2016  # cmd_* are read by measure(); literal shell loops
+compressed_commands() {
+  [[ "${VEXIL_BENCH_COMPRESSED:-1}" == 0 ]] && return
+  compress gz gzip -6 -n
+  compress zst zstd -3 -q
+  local sup=()
+  ((${#supplemental[@]})) && sup=(-s)
+  compressed gz "${supplemental[@]:1}"
+  cmd_vexil_gz=("$build/vexil/vexil" -d "$data-gz" "${logdirs[@]}" -f perf.csv.gz "${sup[@]}" "${copies[@]}")
+  compressed gz "${files[@]}"
+  cmd_gunzip=(sh -c 'for f; do gzip -dc "$f"; done' sh "${copies[@]}")
+  cat "${copies[@]}" >/dev/null
+  compressed zst "${supplemental[@]:1}"
+  cmd_vexil_zst=("$build/vexil/vexil" -d "$data-zst" "${logdirs[@]}" -f perf.csv.zst "${sup[@]}" "${copies[@]}")
+  compressed zst "${files[@]}"
+  cmd_unzstd=(sh -c 'for f; do zstd -dcq "$f"; done' sh "${copies[@]}")
+  cat "${copies[@]}" >/dev/null
+  labels+=([vexil_gz]="vexil, gzip -6" [gunzip]="gzip -dc in turn" [vexil_zst]="vexil, zstd -3"
+    [unzstd]="zstd -dc in turn")
+  tools+=(vexil_gz gunzip vexil_zst unzstd)
 }
 
 # measure NAME: one timed run; appends "NAME microseconds max-RSS-KiB" to the results.
@@ -103,6 +159,14 @@ stats() {
     END { print (NR % 2) ? t[(NR + 1) / 2] : (t[NR / 2] + t[NR / 2 + 1]) / 2, rss }'
 }
 
+# ratio A B TEXT: the median time of A over that of B.
+ratio() {
+  local a b rss
+  read -r a rss < <(stats "$1")
+  read -r b rss < <(stats "$2")
+  awk -v a="$a" -v b="$b" -v text="$3" 'BEGIN { printf "%s: %.2f\n", text, a / b }'
+}
+
 report() {
   local name median rss floor_median
   read -r floor_median rss < <(stats floor)
@@ -114,6 +178,10 @@ report() {
     awk -v label="${labels[$name]}" -v m="$median" -v f="$floor_median" -v b="$bytes" -v rss="$rss" \
       'BEGIN { printf "%-18s %9.3f %9.1f %8.2f %13.1f\n", label, m / 1e6, b / m, m / f, rss / 1024 }'
   done
+  if [[ -v 'labels[vexil_gz]' ]]; then
+    ratio vexil_gz gunzip "vexil on the gzip -6 files / gzip -dc of them in turn"
+    ratio vexil_zst vexil "vexil on the zstd -3 files / vexil on the plain files"
+  fi
 }
 
 build_tools vexil gen_logs floor
