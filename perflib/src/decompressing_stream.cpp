@@ -19,9 +19,12 @@ namespace {
 
 // Larger than the C library's default, so a file is read in few system calls.
 constexpr std::size_t STREAM_BUFFER_SIZE = 64 * 1024;
-// Decompressed text runs ahead of the reader by at most BLOCK_COUNT blocks.
+// Decompressed text runs ahead of the reader by at most BLOCK_COUNT blocks. A decoding thread
+// that found them all in use resumes once half of them are free again, so it wakes seldom and
+// decodes several blocks in one go.
 constexpr std::size_t BLOCK_SIZE = 64 * 1024;
-constexpr std::size_t BLOCK_COUNT = 4;
+constexpr std::size_t BLOCK_COUNT = 8;
+constexpr std::size_t RESUME_AT = BLOCK_COUNT / 2;  // blocks still in use
 constexpr std::size_t INPUT_SIZE = 64 * 1024;
 
 struct FileCloser {
@@ -31,8 +34,8 @@ using FilePtr = std::unique_ptr<FILE, FileCloser>;
 
 // The decompressed text of one compressed file. The decoding thread fills the blocks in turn and
 // publishes each (filled counts them); the reader copies out of the oldest one and releases it
-// once it is used up (drained counts those). The thread waits while every block is published
-// and not yet released, the reader while none is; nothing else is shared.
+// once it is used up (drained counts those). The thread waits when every block is published and
+// not yet released, the reader while none is; nothing else is shared.
 class DecompressingStream {
  public:
   DecompressingStream(FilePtr source, std::unique_ptr<StreamDecoder> decoder,
@@ -83,7 +86,9 @@ class DecompressingStream {
     if (holding) {
       ++drained;
       holding = false;
-      drained_cv.notify_one();
+      if (filled - drained == RESUME_AT) {
+        drained_cv.notify_one();
+      }
     }
     filled_cv.wait(lock, [this] { return filled > drained || finished; });
     if (filled == drained) {
@@ -162,7 +167,9 @@ class DecompressingStream {
   // reader is closing the stream.
   unsigned char* free_block() {
     std::unique_lock<std::mutex> lock(mutex);
-    drained_cv.wait(lock, [this] { return closing || filled - drained < BLOCK_COUNT; });
+    if (filled - drained == BLOCK_COUNT) {
+      drained_cv.wait(lock, [this] { return closing || filled - drained <= RESUME_AT; });
+    }
     return closing ? nullptr : blocks.get() + (filled % BLOCK_COUNT) * BLOCK_SIZE;
   }
 
