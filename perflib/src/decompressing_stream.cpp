@@ -252,7 +252,7 @@ InputStream open_input_stream(const std::string& path) {
   if (result.file == nullptr) {
     return result;
   }
-  stream.release();  // the stream's close deletes it
+  static_cast<void>(stream.release());  // from here on, closing the stream deletes it
   result.compressed = true;
   result.error = [error] { return *error; };
   return result;
