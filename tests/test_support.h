@@ -1,15 +1,12 @@
 // Shared helpers for the tests: a per-test temporary directory, capturing what is printed on a
-// FILE*, and running a program with its output captured or left running with its output piped.
+// FILE*, and running a program with its output and status captured.
 #ifndef TESTS_TEST_SUPPORT_H
 #define TESTS_TEST_SUPPORT_H
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -17,7 +14,6 @@
 #include <functional>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace test_support {
@@ -68,12 +64,6 @@ inline std::string capture(const std::function<void(FILE*)>& print) {
   return text;
 }
 
-struct RunResult {
-  std::string out;
-  std::string err;
-  int status = -1;  // exit status, or 128 + signal
-};
-
 inline std::string slurp(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   std::ostringstream s;
@@ -81,38 +71,31 @@ inline std::string slurp(const std::string& path) {
   return s.str();
 }
 
-// Replaces the calling (child) process by program with args, TZ set to UTC.
-[[noreturn]] inline void exec(const std::string& program, const std::vector<std::string>& args) {
-  std::vector<char*> argv{const_cast<char*>(program.c_str())};
-  for (const std::string& a : args) {
-    argv.push_back(const_cast<char*>(a.c_str()));
-  }
-  argv.push_back(nullptr);
-  setenv("TZ", "UTC", 1);
-  execv(program.c_str(), argv.data());
-  _exit(127);
-}
+struct RunResult {
+  std::string out;
+  std::string err;
+  int status = -1;  // exit status, or 128 + signal
+};
 
-// Runs program with args (no shell), stdout and stderr captured through files in dir.
-// With merge_stderr, both streams go to out, in the order they were written. in_child runs in the
-// child just before the program starts; when it returns false the child ends with status 126.
+// Runs program with args (no shell) in dir, with TZ=UTC and LC_ALL=C; stdout and stderr are
+// captured through the files dir/.stdout and dir/.stderr.
 inline RunResult run(const std::string& program, const std::vector<std::string>& args,
-                     const std::string& dir, bool merge_stderr = false,
-                     const std::function<bool()>& in_child = {}) {
-  std::string out_path = dir + "/.stdout", err_path = dir + "/.stderr";
-  pid_t pid = fork();
+                     const std::string& dir) {
+  const std::string out_path = dir + "/.stdout", err_path = dir + "/.stderr";
+  const pid_t pid = fork();
   if (pid == 0) {
-    if (!std::freopen(out_path.c_str(), "w", stdout)
-        || !std::freopen(err_path.c_str(), "w", stderr)) {
-      _exit(127);
+    std::vector<char*> argv{const_cast<char*>(program.c_str())};
+    for (const std::string& a : args) {
+      argv.push_back(const_cast<char*>(a.c_str()));
     }
-    if (merge_stderr) {
-      dup2(1, 2);
+    argv.push_back(nullptr);
+    setenv("TZ", "UTC", 1);
+    setenv("LC_ALL", "C", 1);
+    if (chdir(dir.c_str()) == 0 && std::freopen(out_path.c_str(), "w", stdout) != nullptr
+        && std::freopen(err_path.c_str(), "w", stderr) != nullptr) {
+      execv(program.c_str(), argv.data());
     }
-    if (in_child && !in_child()) {
-      _exit(126);
-    }
-    exec(program, args);
+    _exit(127);
   }
   int wstatus = 0;
   waitpid(pid, &wstatus, 0);
@@ -121,71 +104,6 @@ inline RunResult run(const std::string& program, const std::vector<std::string>&
   r.out = slurp(out_path);
   r.err = slurp(err_path);
   return r;
-}
-
-// A program left running, its standard output read through a pipe without blocking. It is killed
-// when the object goes, so no test can leave it running.
-class Spawned {
- public:
-  Spawned(const std::string& program, const std::vector<std::string>& args) {
-    int fds[2];
-    if (pipe(fds) != 0) {
-      ADD_FAILURE() << "pipe failed";
-      return;
-    }
-    pid_ = fork();
-    if (pid_ == 0) {
-      dup2(fds[1], 1);
-      close(fds[0]);
-      close(fds[1]);
-      exec(program, args);
-    }
-    close(fds[1]);
-    out_ = fds[0];
-    fcntl(out_, F_SETFL, O_NONBLOCK);
-  }
-  ~Spawned() {
-    if (pid_ > 0) {
-      kill(pid_, SIGKILL);
-      waitpid(pid_, nullptr, 0);
-    }
-    if (out_ >= 0) {
-      close(out_);
-    }
-  }
-  Spawned(const Spawned&) = delete;
-  Spawned& operator=(const Spawned&) = delete;
-
-  pid_t pid() const { return pid_; }
-  // Everything printed so far, waiting up to limit for it to reach size bytes.
-  std::string read(std::size_t size, std::chrono::milliseconds limit) {
-    const auto until = std::chrono::steady_clock::now() + limit;
-    while (got_.size() < size && std::chrono::steady_clock::now() < until) {
-      char buffer[4096];
-      ssize_t n = ::read(out_, buffer, sizeof buffer);
-      if (n > 0) {
-        got_.append(buffer, static_cast<std::size_t>(n));
-      } else {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-      }
-    }
-    return got_;
-  }
-  bool running() {
-    if (pid_ > 0 && waitpid(pid_, nullptr, WNOHANG) == pid_) {
-      pid_ = -1;
-    }
-    return pid_ > 0;
-  }
-
- private:
-  pid_t pid_ = -1;
-  int out_ = -1;
-  std::string got_;
-};
-
-inline void append(const std::string& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary | std::ios::app) << text;
 }
 
 }  // namespace test_support
