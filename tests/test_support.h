@@ -1,5 +1,5 @@
-// Shared helpers for the tests: a per-test temporary directory, capturing what is printed on a
-// FILE*, and running a program with its output and status captured.
+// Shared test helpers: a per-test temporary directory, what is printed on a FILE*, and running a
+// program with its output and status captured.
 #ifndef TESTS_TEST_SUPPORT_H
 #define TESTS_TEST_SUPPORT_H
 
@@ -22,12 +22,8 @@ namespace test_support {
 // path printed) when it failed.
 class TempDir {
  public:
-  TempDir() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vexil-test-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) {
-      ADD_FAILURE() << "mkdtemp failed";
-    }
-    path_ = pattern;
+  TempDir() : path_((std::filesystem::temp_directory_path() / "vexil-test-XXXXXX").string()) {
+    EXPECT_NE(mkdtemp(path_.data()), nullptr);
   }
   ~TempDir() {
     if (::testing::Test::HasFailure()) {
@@ -38,11 +34,10 @@ class TempDir {
   }
   TempDir(const TempDir&) = delete;
   TempDir& operator=(const TempDir&) = delete;
-
   const std::string& path() const { return path_; }
   // Writes a file (creating its directories) and returns its absolute path.
   std::string write(const std::string& relative, const std::string& content) const {
-    std::filesystem::path p = std::filesystem::path(path_) / relative;
+    const std::filesystem::path p = std::filesystem::path(path_) / relative;
     std::filesystem::create_directories(p.parent_path());
     std::ofstream(p, std::ios::binary) << content;
     return p.string();
@@ -65,45 +60,46 @@ inline std::string capture(const std::function<void(FILE*)>& print) {
 }
 
 inline std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
   std::ostringstream s;
-  s << in.rdbuf();
+  s << std::ifstream(path, std::ios::binary).rdbuf();
   return s.str();
 }
 
 struct RunResult {
-  std::string out;
-  std::string err;
+  std::string out, err;
   int status = -1;  // exit status, or 128 + signal
 };
 
 // Runs program with args (no shell) in dir, with TZ=UTC and LC_ALL=C; stdout and stderr are
-// captured through the files dir/.stdout and dir/.stderr.
-inline RunResult run(const std::string& program, const std::vector<std::string>& args,
-                     const std::string& dir) {
-  const std::string out_path = dir + "/.stdout", err_path = dir + "/.stderr";
+// captured through the files dir/.stdout and dir/.stderr, or both into out with merge_stderr.
+// in_child runs in the child just before the program starts; when it returns false the child
+// ends with status 126.
+inline RunResult run(const std::string& program, std::vector<std::string> args,
+                     const std::string& dir, bool merge_stderr = false,
+                     const std::function<bool()>& in_child = {}) {
+  const std::string out = dir + "/.stdout", err = dir + "/.stderr";
   const pid_t pid = fork();
   if (pid == 0) {
     std::vector<char*> argv{const_cast<char*>(program.c_str())};
-    for (const std::string& a : args) {
-      argv.push_back(const_cast<char*>(a.c_str()));
+    for (std::string& a : args) {
+      argv.push_back(a.data());
     }
     argv.push_back(nullptr);
     setenv("TZ", "UTC", 1);
     setenv("LC_ALL", "C", 1);
-    if (chdir(dir.c_str()) == 0 && std::freopen(out_path.c_str(), "w", stdout) != nullptr
-        && std::freopen(err_path.c_str(), "w", stderr) != nullptr) {
-      execv(program.c_str(), argv.data());
+    if (chdir(dir.c_str()) != 0 || !std::freopen(out.c_str(), "w", stdout)
+        || !std::freopen(err.c_str(), "w", stderr) || (merge_stderr && dup2(1, 2) != 2)) {
+      _exit(127);
     }
+    if (in_child && !in_child()) {
+      _exit(126);
+    }
+    execv(program.c_str(), argv.data());
     _exit(127);
   }
-  int wstatus = 0;
-  waitpid(pid, &wstatus, 0);
-  RunResult r;
-  r.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : 128 + WTERMSIG(wstatus);
-  r.out = slurp(out_path);
-  r.err = slurp(err_path);
-  return r;
+  int status = 0;
+  waitpid(pid, &status, 0);
+  return {slurp(out), slurp(err), WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)};
 }
 
 }  // namespace test_support

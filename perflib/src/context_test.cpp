@@ -15,23 +15,16 @@ Context parse(std::string header) {
   return Context(header.data());
 }
 
+// Layout version and field count: "sdrops" wins, then "pkt_drop_percent"; "##" is no header.
 TEST(ContextTest, RecognisesTheLayout) {
-  const struct {
-    const char* header;
-    int version;
-    std::size_t fields;
-  } cases[] = {
-      {"#time,sdrops\n", 1, 2},      {"#time,pkt_drop_percent,sdrops\n", 1, 3},
-      {"#time,pkt_drop_percent\n", 2, 2}, {"#timestamp,daq.received\n", 3, 2},
-      {"#\n", 3, 0},                 {"#,,\n", 3, 0},
-      {"##time,sdrops\n", 0, 0},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.header);
-    Context ctx = parse(c.header);
-    EXPECT_EQ(ctx.version, c.version);
-    EXPECT_EQ(ctx.fields.size(), c.fields);
+  std::string got;
+  for (const char* header :
+       {"#time,sdrops\n", "#time,pkt_drop_percent,sdrops\n", "#time,pkt_drop_percent\n",
+        "#timestamp,daq.received\n", "#\n", "#,,\n", "##time,sdrops\n"}) {
+    Context ctx = parse(header);
+    got += std::to_string(ctx.version) + "/" + std::to_string(ctx.fields.size()) + " ";
   }
+  EXPECT_EQ(got, "1/2 1/3 2/2 3/2 3/0 3/0 0/0 ");
   EXPECT_EQ(Context(nullptr).version, 0);
 }
 
