@@ -1,12 +1,15 @@
-// Shared test helpers: a per-test temporary directory, what is printed on a FILE*, and running a
-// program with its output and status captured.
+// Shared test helpers: a per-test temporary directory, what is printed on a FILE*, running a
+// program with its output and status captured, or left running with its output piped.
 #ifndef TESTS_TEST_SUPPORT_H
 #define TESTS_TEST_SUPPORT_H
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -14,6 +17,7 @@
 #include <functional>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace test_support {
@@ -100,6 +104,62 @@ inline RunResult run(const std::string& program, std::vector<std::string> args,
   int status = 0;
   waitpid(pid, &status, 0);
   return {slurp(out), slurp(err), WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)};
+}
+
+// A program left running (TZ=UTC), its standard output read through a pipe without blocking. It
+// is killed when the object goes, so no test can leave it running.
+class Spawned {
+ public:
+  Spawned(const std::string& program, std::vector<std::string> args) {
+    int fds[2];
+    EXPECT_EQ(pipe(fds), 0);
+    pid_ = fork();
+    if (pid_ == 0) {
+      dup2(fds[1], 1);
+      std::vector<char*> argv{const_cast<char*>(program.c_str())};
+      for (std::string& a : args) {
+        argv.push_back(a.data());
+      }
+      argv.push_back(nullptr);
+      setenv("TZ", "UTC", 1);
+      execv(program.c_str(), argv.data());
+      _exit(127);
+    }
+    close(fds[1]);
+    out_ = fds[0];
+    fcntl(out_, F_SETFL, O_NONBLOCK);
+  }
+  ~Spawned() {
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+    close(out_);
+  }
+  Spawned(const Spawned&) = delete;
+  Spawned& operator=(const Spawned&) = delete;
+
+  // Everything printed so far, waiting up to limit for it to reach size bytes.
+  std::string read(std::size_t size, std::chrono::milliseconds limit) {
+    const auto until = std::chrono::steady_clock::now() + limit;
+    while (got_.size() < size && std::chrono::steady_clock::now() < until) {
+      char buffer[4096];
+      const ssize_t n = ::read(out_, buffer, sizeof buffer);
+      if (n > 0) {
+        got_.append(buffer, static_cast<std::size_t>(n));
+      } else {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+      }
+    }
+    return got_;
+  }
+
+ private:
+  pid_t pid_ = -1;
+  int out_ = -1;
+  std::string got_;
+};
+
+inline void append(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary | std::ios::app) << text;
 }
 
 }  // namespace test_support
