@@ -69,12 +69,25 @@ inline std::string slurp(const std::string& path) {
   return s.str();
 }
 
+// Replaces the calling (child) process by program with args, with TZ=UTC and LC_ALL=C.
+[[noreturn]] inline void exec(const std::string& program, std::vector<std::string> args) {
+  std::vector<char*> argv{const_cast<char*>(program.c_str())};
+  for (std::string& a : args) {
+    argv.push_back(a.data());
+  }
+  argv.push_back(nullptr);
+  setenv("TZ", "UTC", 1);
+  setenv("LC_ALL", "C", 1);
+  execv(program.c_str(), argv.data());
+  _exit(127);
+}
+
 struct RunResult {
   std::string out, err;
   int status = -1;  // exit status, or 128 + signal
 };
 
-// Runs program with args (no shell) in dir, with TZ=UTC and LC_ALL=C; stdout and stderr are
+// Runs program with args (no shell) in dir; stdout and stderr are
 // captured through the files dir/.stdout and dir/.stderr, or both into out with merge_stderr.
 // in_child runs in the child just before the program starts; when it returns false the child
 // ends with status 126.
@@ -84,13 +97,6 @@ inline RunResult run(const std::string& program, std::vector<std::string> args,
   const std::string out = dir + "/.stdout", err = dir + "/.stderr";
   const pid_t pid = fork();
   if (pid == 0) {
-    std::vector<char*> argv{const_cast<char*>(program.c_str())};
-    for (std::string& a : args) {
-      argv.push_back(a.data());
-    }
-    argv.push_back(nullptr);
-    setenv("TZ", "UTC", 1);
-    setenv("LC_ALL", "C", 1);
     if (chdir(dir.c_str()) != 0 || !std::freopen(out.c_str(), "w", stdout)
         || !std::freopen(err.c_str(), "w", stderr) || (merge_stderr && dup2(1, 2) != 2)) {
       _exit(127);
@@ -98,15 +104,14 @@ inline RunResult run(const std::string& program, std::vector<std::string> args,
     if (in_child && !in_child()) {
       _exit(126);
     }
-    execv(program.c_str(), argv.data());
-    _exit(127);
+    exec(program, std::move(args));
   }
   int status = 0;
   waitpid(pid, &status, 0);
   return {slurp(out), slurp(err), WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)};
 }
 
-// A program left running (TZ=UTC), its standard output read through a pipe without blocking. It
+// A program left running, its standard output read through a pipe without blocking. It
 // is killed when the object goes, so no test can leave it running.
 class Spawned {
  public:
@@ -116,14 +121,7 @@ class Spawned {
     pid_ = fork();
     if (pid_ == 0) {
       dup2(fds[1], 1);
-      std::vector<char*> argv{const_cast<char*>(program.c_str())};
-      for (std::string& a : args) {
-        argv.push_back(a.data());
-      }
-      argv.push_back(nullptr);
-      setenv("TZ", "UTC", 1);
-      execv(program.c_str(), argv.data());
-      _exit(127);
+      exec(program, std::move(args));
     }
     close(fds[1]);
     out_ = fds[0];
