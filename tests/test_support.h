@@ -1,5 +1,5 @@
-// Shared helpers for the tests: a per-test temporary directory, capturing what is printed on a
-// FILE*, and running a program with its output captured or left running with its output piped.
+// Shared test helpers: a per-test temporary directory, what is printed on a FILE*, running a
+// program with its output and status captured, or left running with its output piped.
 #ifndef TESTS_TEST_SUPPORT_H
 #define TESTS_TEST_SUPPORT_H
 
@@ -26,12 +26,8 @@ namespace test_support {
 // path printed) when it failed.
 class TempDir {
  public:
-  TempDir() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vexil-test-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) {
-      ADD_FAILURE() << "mkdtemp failed";
-    }
-    path_ = pattern;
+  TempDir() : path_((std::filesystem::temp_directory_path() / "vexil-test-XXXXXX").string()) {
+    EXPECT_NE(mkdtemp(path_.data()), nullptr);
   }
   ~TempDir() {
     if (::testing::Test::HasFailure()) {
@@ -42,11 +38,10 @@ class TempDir {
   }
   TempDir(const TempDir&) = delete;
   TempDir& operator=(const TempDir&) = delete;
-
   const std::string& path() const { return path_; }
   // Writes a file (creating its directories) and returns its absolute path.
   std::string write(const std::string& relative, const std::string& content) const {
-    std::filesystem::path p = std::filesystem::path(path_) / relative;
+    const std::filesystem::path p = std::filesystem::path(path_) / relative;
     std::filesystem::create_directories(p.parent_path());
     std::ofstream(p, std::ios::binary) << content;
     return p.string();
@@ -68,101 +63,84 @@ inline std::string capture(const std::function<void(FILE*)>& print) {
   return text;
 }
 
-struct RunResult {
-  std::string out;
-  std::string err;
-  int status = -1;  // exit status, or 128 + signal
-};
-
 inline std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
   std::ostringstream s;
-  s << in.rdbuf();
+  s << std::ifstream(path, std::ios::binary).rdbuf();
   return s.str();
 }
 
-// Replaces the calling (child) process by program with args, TZ set to UTC.
-[[noreturn]] inline void exec(const std::string& program, const std::vector<std::string>& args) {
+// Replaces the calling (child) process by program with args, with TZ=UTC and LC_ALL=C.
+[[noreturn]] inline void exec(const std::string& program, std::vector<std::string> args) {
   std::vector<char*> argv{const_cast<char*>(program.c_str())};
-  for (const std::string& a : args) {
-    argv.push_back(const_cast<char*>(a.c_str()));
+  for (std::string& a : args) {
+    argv.push_back(a.data());
   }
   argv.push_back(nullptr);
   setenv("TZ", "UTC", 1);
+  setenv("LC_ALL", "C", 1);
   execv(program.c_str(), argv.data());
   _exit(127);
 }
 
-// Runs program with args (no shell), stdout and stderr captured through files in dir.
-// With merge_stderr, both streams go to out, in the order they were written. in_child runs in the
-// child just before the program starts; when it returns false the child ends with status 126.
-inline RunResult run(const std::string& program, const std::vector<std::string>& args,
+struct RunResult {
+  std::string out, err;
+  int status = -1;  // exit status, or 128 + signal
+};
+
+// Runs program with args (no shell) in dir; stdout and stderr are
+// captured through the files dir/.stdout and dir/.stderr, or both into out with merge_stderr.
+// in_child runs in the child just before the program starts; when it returns false the child
+// ends with status 126.
+inline RunResult run(const std::string& program, std::vector<std::string> args,
                      const std::string& dir, bool merge_stderr = false,
                      const std::function<bool()>& in_child = {}) {
-  std::string out_path = dir + "/.stdout", err_path = dir + "/.stderr";
-  pid_t pid = fork();
+  const std::string out = dir + "/.stdout", err = dir + "/.stderr";
+  const pid_t pid = fork();
   if (pid == 0) {
-    if (!std::freopen(out_path.c_str(), "w", stdout)
-        || !std::freopen(err_path.c_str(), "w", stderr)) {
+    if (chdir(dir.c_str()) != 0 || !std::freopen(out.c_str(), "w", stdout)
+        || !std::freopen(err.c_str(), "w", stderr) || (merge_stderr && dup2(1, 2) != 2)) {
       _exit(127);
-    }
-    if (merge_stderr) {
-      dup2(1, 2);
     }
     if (in_child && !in_child()) {
       _exit(126);
     }
-    exec(program, args);
+    exec(program, std::move(args));
   }
-  int wstatus = 0;
-  waitpid(pid, &wstatus, 0);
-  RunResult r;
-  r.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : 128 + WTERMSIG(wstatus);
-  r.out = slurp(out_path);
-  r.err = slurp(err_path);
-  return r;
+  int status = 0;
+  waitpid(pid, &status, 0);
+  return {slurp(out), slurp(err), WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)};
 }
 
-// A program left running, its standard output read through a pipe without blocking. It is killed
-// when the object goes, so no test can leave it running.
+// A program left running, its standard output read through a pipe without blocking. It
+// is killed when the object goes, so no test can leave it running.
 class Spawned {
  public:
-  Spawned(const std::string& program, const std::vector<std::string>& args) {
+  Spawned(const std::string& program, std::vector<std::string> args) {
     int fds[2];
-    if (pipe(fds) != 0) {
-      ADD_FAILURE() << "pipe failed";
-      return;
-    }
+    EXPECT_EQ(pipe(fds), 0);
     pid_ = fork();
     if (pid_ == 0) {
       dup2(fds[1], 1);
-      close(fds[0]);
-      close(fds[1]);
-      exec(program, args);
+      exec(program, std::move(args));
     }
     close(fds[1]);
     out_ = fds[0];
     fcntl(out_, F_SETFL, O_NONBLOCK);
   }
   ~Spawned() {
-    if (pid_ > 0) {
-      kill(pid_, SIGKILL);
-      waitpid(pid_, nullptr, 0);
-    }
-    if (out_ >= 0) {
-      close(out_);
-    }
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+    close(out_);
   }
   Spawned(const Spawned&) = delete;
   Spawned& operator=(const Spawned&) = delete;
 
-  pid_t pid() const { return pid_; }
   // Everything printed so far, waiting up to limit for it to reach size bytes.
   std::string read(std::size_t size, std::chrono::milliseconds limit) {
     const auto until = std::chrono::steady_clock::now() + limit;
     while (got_.size() < size && std::chrono::steady_clock::now() < until) {
       char buffer[4096];
-      ssize_t n = ::read(out_, buffer, sizeof buffer);
+      const ssize_t n = ::read(out_, buffer, sizeof buffer);
       if (n > 0) {
         got_.append(buffer, static_cast<std::size_t>(n));
       } else {
@@ -170,12 +148,6 @@ class Spawned {
       }
     }
     return got_;
-  }
-  bool running() {
-    if (pid_ > 0 && waitpid(pid_, nullptr, WNOHANG) == pid_) {
-      pid_ = -1;
-    }
-    return pid_ > 0;
   }
 
  private:

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <regex>
+#include <sstream>
 #include <stdexcept>
 
 namespace perflib {
@@ -18,108 +19,56 @@ FieldMap sample_map() {
   };
 }
 
-TEST(FieldMapTest, ResolvesInstanceNamesAndCachesThem) {
-  FieldMap map = sample_map();
-  Field* usr12 = map.wildcard_process("usr[12]");
-  ASSERT_NE(usr12, nullptr);
-  EXPECT_EQ(*usr12->name, "usr[12]");
-  EXPECT_EQ(*usr12->label, "CPU 12 Usr %");
-  EXPECT_EQ(usr12->type, PT_PERCENT);
-  EXPECT_EQ(map.max_instance, 12);
-  EXPECT_EQ(map.wildcard_process("usr[12]"), usr12);
-  map.wildcard_process("usr[3]");
-  EXPECT_EQ(map.max_instance, 12) << "max_instance only rises";
-  EXPECT_EQ(map.find("usr[3]")->type, PT_PERCENT);
-}
-
+// For each name: the field made (name, label, kind), or "-" when no pattern matches the whole name.
+// A dot is a regular-expression dot, which never matches CR or LF.
 TEST(FieldMapTest, PatternRules) {
-  struct Case {
-    const char* name;
-    const char* resolved_name;  // null: no match
-    PegType type;
-  };
-  const Case cases[] = {
-      {"thread_0.cpu_user", "thread_0.cpu_user", PT_SUM},
-      {"thread_0Xcpu_user", "thread_0.cpu_user", PT_SUM},  // the dot is not escaped
-      {"5.cpu_user", "5.cpu_user", PT_MAX},                // only the later pattern matches
-      {"usr[4]x", nullptr, PT_NONE},                       // whole name must match
-      {"xusr[4]", nullptr, PT_NONE},
-      {"usr(4)", nullptr, PT_NONE},
-      {"thread_0\r.cpu_user", nullptr, PT_NONE},  // a regex dot never matches CR or LF
-      {"a7", "a7", PT_SUM},
-      {"b", nullptr, PT_NONE},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
+  std::string made;
+  for (const char* name : {"usr[12]", "thread_0.cpu_user", "thread_0Xcpu_user", "5.cpu_user", "a7",
+                           "usr[4]x", "xusr[4]", "usr(4)", "thread_0\r.cpu_user", "b"}) {
     FieldMap map = sample_map();
-    Field* f = map.wildcard_process(c.name);
-    if (c.resolved_name == nullptr) {
-      EXPECT_EQ(f, nullptr);
-      EXPECT_EQ(map.fields.size(), 5u);
-    } else {
-      ASSERT_NE(f, nullptr);
-      EXPECT_EQ(*f->name, c.resolved_name);
-      EXPECT_EQ(f->type, c.type);
-    }
+    Field* f = map.wildcard_process(name);
+    made += f ? *f->name + "/" + *f->label + "/" + std::to_string(f->type) + " " : "- ";
+    EXPECT_EQ(map.wildcard_process(name), f) << "made once, then found";
+    EXPECT_EQ(map.fields.size(), f ? 6u : 5u);
   }
+  EXPECT_EQ(made,
+            "usr[12]/CPU 12 Usr %/8 thread_0.cpu_user/thread_0.cpu_user/2 "
+            "thread_0.cpu_user/thread_0.cpu_user/2 5.cpu_user/5.cpu_user/3 a7/A 7/2 - - - - - ");
 }
 
-TEST(FieldMapTest, NonNumericInstanceThrowsFromStoi) {
-  for (const char* name : {"usr[]", "usr[x]", "usr[99999999999]"}) {
-    FieldMap map = sample_map();
-    EXPECT_ANY_THROW(map.wildcard_process(name)) << name;
-  }
+TEST(FieldMapTest, InstanceNumbers) {
   FieldMap map = sample_map();
+  map.wildcard_process("usr[12]");
+  map.wildcard_process("usr[3]");
+  EXPECT_EQ(map.max_instance, 12) << "only rises";
+  EXPECT_EQ(map.wildcard_process("usr[ 5x]")->type, PT_PERCENT) << "stoi reads a prefix";
+  EXPECT_THROW(map.wildcard_process("usr[]"), std::invalid_argument);
   EXPECT_THROW(map.wildcard_process("usr[x]"), std::invalid_argument);
   EXPECT_THROW(map.wildcard_process("usr[99999999999]"), std::out_of_range);
-  EXPECT_EQ(map.wildcard_process("usr[ 5x]")->type, PT_PERCENT) << "stoi reads a prefix";
-  EXPECT_EQ(map.max_instance, 5);
-}
-
-TEST(FieldMapTest, RegexTextReplacesOnlyStarAndBrackets) {
   EXPECT_EQ(wildcard_to_regex("stats.usr[*]"), "stats.usr\\[(.*)\\]");
-  EXPECT_EQ(wildcard_to_regex("thread_*.cpu_wall"), "thread_(.*).cpu_wall");
+  const std::string name = "thread_" + std::string(4 << 20, '7') + "Xcpu_userZ";
+  EXPECT_EQ(map.wildcard_process(name), nullptr) << "a long name does not exhaust the stack";
 }
 
 TEST(FieldMapTest, PlainMatcherAgreesWithStdRegex) {
-  const char* patterns[] = {"usr[*]", "thread_*.cpu_user", "stats.idle[*]", "*", "a.*.b", "x*y*"};
-  const char* names[] = {"usr[1]",
-                         "usr[]",
-                         "usr[[1]]",
-                         "thread_12.cpu_user",
-                         "thread_.cpu_user",
-                         "thread_1\n.cpu_user",
-                         "stats_idle[3]",
-                         "stats.idle[3]x",
-                         "",
-                         "\r",
-                         "a..b",
-                         "aXYb",
-                         "a.\rb",
-                         "xyzy",
-                         "x1y2",
-                         "xy"};
-  for (const char* pattern : patterns) {
+  for (const char* pattern :
+       {"usr[*]", "thread_*.cpu_user", "stats.idle[*]", "*", "a.*.b", "x*y*", "x+*"}) {
     WildcardPattern matcher(wildcard_to_regex(pattern));
     std::regex reference(wildcard_to_regex(pattern), std::regex::ECMAScript);
-    for (const char* name : names) {
+    std::istringstream names(
+        "usr[1]|usr[]|usr[[1]]|thread_12.cpu_user|thread_.cpu_user|thread_1\n.cpu_user|"
+        "stats_idle[3]|stats.idle[3]x||\r|a..b|aXYb|a.\rb|xyzy|x1y2|xy");
+    for (std::string name; std::getline(names, name, '|');) {
       SCOPED_TRACE(std::string(pattern) + " / " + name);
       std::smatch m;
-      std::string s = name;
-      bool expected = std::regex_match(s, m, reference);
-      std::optional<std::string> got = matcher.match(s);
+      const bool expected = std::regex_match(name, m, reference);
+      const std::optional<std::string> got = matcher.match(name);
       ASSERT_EQ(got.has_value(), expected);
       if (expected) {
         EXPECT_EQ(*got, m[1].str());
       }
     }
   }
-}
-
-TEST(FieldMapTest, LongNamesDoNotExhaustTheStack) {
-  FieldMap map = sample_map();
-  std::string name = "thread_" + std::string(4 << 20, '7') + "Xcpu_userZ";
-  EXPECT_EQ(map.wildcard_process(name), nullptr);
 }
 
 }  // namespace
