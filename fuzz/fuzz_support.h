@@ -1,5 +1,6 @@
-// Helpers shared by the fuzz targets: writable copies of the input, the one kind of exception a
-// run may end with on purpose, and a check that stops the fuzzer with a message.
+// The harness shared by the fuzz targets: FUZZ_TARGET(text) { ... } defines the entry point
+// around a body that gets each input as text, FUZZ_CHECK stops the fuzzer with a message, and the
+// helpers below copy and split lines the way the parsers and their C-library references do.
 #ifndef FUZZ_FUZZ_SUPPORT_H
 #define FUZZ_FUZZ_SUPPORT_H
 
@@ -12,7 +13,36 @@
 #include <string_view>
 #include <vector>
 
+#define FUZZ_CHECK(cond)                                                            \
+  do {                                                                              \
+    if (!(cond)) {                                                                  \
+      std::fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
+      std::abort();                                                                 \
+    }                                                                               \
+  } while (0)
+
 namespace fuzz {
+
+inline std::string_view as_text(const std::uint8_t* data, std::size_t size) {
+  return {reinterpret_cast<const char*>(data), size};
+}
+
+// A header column with a non-numeric or out-of-range instance number ("thread_x.cpu_user")
+// ends the tool through std::stoi's exception, by design; every other exception is a finding.
+inline bool is_instance_number_error(const std::logic_error& e) {
+  return std::string_view(e.what()) == "stoi";
+}
+
+inline int run_one(const std::uint8_t* data, std::size_t size, void (*body)(std::string_view)) {
+  try {
+    body(as_text(data, size));
+  } catch (const std::logic_error& e) {
+    if (!is_instance_number_error(e)) {
+      throw;
+    }
+  }
+  return 0;
+}
 
 // A NUL-terminated copy that the parsers may tokenise in place. Like a line from the C library's
 // line reader, it may hold NUL bytes; the parsers see the text up to the first one.
@@ -25,23 +55,12 @@ class Line {
   std::vector<char> bytes;
 };
 
-inline std::string_view as_text(const std::uint8_t* data, std::size_t size) {
-  return {reinterpret_cast<const char*>(data), size};
-}
-
-// A header column with a non-numeric or out-of-range instance number ("thread_x.cpu_user")
-// ends the tool through std::stoi's exception, by design; every other exception is a finding.
-inline bool is_instance_number_error(const std::logic_error& e) {
-  return std::string_view(e.what()) == "stoi";
-}
-
 // The tokens strtok(line, ",\n") gives: the reference for the parsers' own splitting.
 inline std::vector<std::string> reference_tokens(const char* line) {
   std::string copy(line);
   std::vector<std::string> tokens;
   char* saved = nullptr;
-  for (char* t = strtok_r(copy.data(), ",\n", &saved); t != nullptr;
-       t = strtok_r(nullptr, ",\n", &saved)) {
+  for (char* t = strtok_r(copy.data(), ",\n", &saved); t; t = strtok_r(nullptr, ",\n", &saved)) {
     tokens.emplace_back(t);
   }
   return tokens;
@@ -59,7 +78,6 @@ inline bool is_compressed(std::string_view content) {
   return false;
 }
 
-// The sink for everything the targets print.
 inline FILE* null_output() {
   static FILE* out = std::fopen("/dev/null", "w");
   return out;
@@ -67,13 +85,11 @@ inline FILE* null_output() {
 
 }  // namespace fuzz
 
-// A property the code must keep; a violation stops the fuzzer as a crash, with the input saved.
-#define FUZZ_CHECK(cond)                                                            \
-  do {                                                                              \
-    if (!(cond)) {                                                                  \
-      std::fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-      std::abort();                                                                 \
-    }                                                                               \
-  } while (0)
+#define FUZZ_TARGET(text)                                                             \
+  static void fuzz_body(std::string_view text);                                       \
+  extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) { \
+    return fuzz::run_one(data, size, fuzz_body);                                      \
+  }                                                                                   \
+  static void fuzz_body(std::string_view text)
 
 #endif

@@ -12,7 +12,6 @@
 
 namespace {
 
-using perflib::Context;
 using perflib::Record;
 using perflib::RecordPtr;
 
@@ -31,49 +30,38 @@ bool same_real(long double a, long double b) {
   return (std::isnan(a) && std::isnan(b)) || (a == b && std::signbit(a) == std::signbit(b));
 }
 
-// Each peg against the C library's conversion of its strtok token.
-void check_parse(const Record& r, const char* line) {
-  const std::vector<perflib::Field>& fields = r.context->fields;
-  FUZZ_CHECK(r.pegs.size() == fields.size());
-  const std::vector<std::string> tokens = fuzz::reference_tokens(line);
+// The line parsed in the layout, each peg checked against the C library's conversion.
+RecordPtr parse(const std::shared_ptr<perflib::Context>& context, std::string_view text) {
+  fuzz::Line line(text), original(text);
+  auto record = std::make_shared<Record>(context, line.get());
+  const std::vector<perflib::Field>& fields = context->fields;
+  FUZZ_CHECK(record->pegs.size() == fields.size());
+  const std::vector<std::string> tokens = fuzz::reference_tokens(original.get());
   for (std::size_t i = 0; i < fields.size(); ++i) {
     const char* token = i < tokens.size() ? tokens[i].c_str() : "0";
     if (perflib::is_integer(fields[i].type)) {
-      FUZZ_CHECK(r.pegs[i].count == std::strtoull(token, nullptr, 10));
+      FUZZ_CHECK(record->pegs[i].count == std::strtoull(token, nullptr, 10));
     } else {
-      FUZZ_CHECK(same_real(r.pegs[i].value, std::strtod(token, nullptr)));
+      FUZZ_CHECK(same_real(record->pegs[i].value, std::strtod(token, nullptr)));
     }
   }
-}
-
-std::shared_ptr<Context> layout(const char* header) {
-  if (header == nullptr) {
-    return std::make_shared<Context>();
-  }
-  fuzz::Line line(header);
-  return std::make_shared<Context>(line.get());
-}
-
-RecordPtr parse(const std::shared_ptr<Context>& context, bool empty, std::string_view text) {
-  fuzz::Line line(text);
-  auto record = std::make_shared<Record>(context, line.get());
-  fuzz::Line original(text);
-  if (!empty) {
-    check_parse(*record, original.get());
-  } else {
-    FUZZ_CHECK(record->get_pegs().empty());
-  }
   return record;
+}
+
+std::shared_ptr<perflib::Context> layout(const char* header) {
+  fuzz::Line line(header != nullptr ? header : "");
+  return header != nullptr ? std::make_shared<perflib::Context>(line.get())
+                           : std::make_shared<perflib::Context>();
 }
 
 // As a reader does with consecutive rows of one bucket: the line combined with itself, once in
 // the same context object and once in an equal one, which the accumulation then shares.
 RecordPtr over_time(const char* header, std::string_view text) {
-  const std::shared_ptr<Context> context = layout(header);
-  RecordPtr r = parse(context, header == nullptr, text);
+  const std::shared_ptr<perflib::Context> context = layout(header);
+  RecordPtr r = parse(context, text);
   const std::int64_t t = r->get_time();
-  r->single_instance_accumulate(parse(context, header == nullptr, text));
-  r->single_instance_accumulate(parse(layout(header), header == nullptr, text));
+  r->single_instance_accumulate(parse(context, text));
+  r->single_instance_accumulate(parse(layout(header), text));
   r->collapse();
   FUZZ_CHECK(r->get_time() == t);  // the time column combines as the maximum
   return r;
@@ -81,17 +69,13 @@ RecordPtr over_time(const char* header, std::string_view text) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string_view text = fuzz::as_text(data, size);
+FUZZ_TARGET(text) {
   FILE* out = fuzz::null_output();
-
-  // As a bucket does: one collapsed record per input, combined across layouts.
-  auto merged = std::make_shared<Record>(std::make_shared<Context>(), nullptr);
+  auto merged = std::make_shared<Record>(std::make_shared<perflib::Context>(), nullptr);
   std::vector<RecordPtr> records;
   for (const char* header : HEADERS) {
-    RecordPtr r = over_time(header, text);
-    merged->multi_instance_accumulate(r);
-    records.push_back(r);
+    records.push_back(over_time(header, text));
+    merged->multi_instance_accumulate(records.back());
   }
   merged->collapse();
   merged->set_time(static_cast<std::int64_t>(static_cast<std::uint64_t>(merged->get_time()) + 300));
@@ -99,10 +83,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   merged->print_csv(out);
   merged->print_formatted(out, true);
   records.back()->print_csv_header(out, merged);
-
-  RecordPtr minimum = records[2]->copy();
-  RecordPtr maximum = records[2]->copy();
-  RecordPtr average = records[2]->copy();
+  RecordPtr minimum = records[2]->copy(), maximum = records[2]->copy(),
+            average = records[2]->copy();
   for (const RecordPtr& r : records) {
     minimum->min_accumulate(r);
     maximum->max_accumulate(r);
@@ -110,5 +92,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   average->collapse();
   perflib::print_report(out, average, minimum, maximum);
-  return 0;
 }
