@@ -1,19 +1,15 @@
 #!/usr/bin/env bash
-# Builds the libFuzzer targets (clang, AddressSanitizer + UndefinedBehaviorSanitizer) and runs
-# each for a bounded time. Any crash, sanitizer report, hang (10 s on one input), memory blow-up
-# (2 GiB) or failed check is a finding: the run fails and the input is kept.
+# Builds the libFuzzer targets (clang, AddressSanitizer + UndefinedBehaviorSanitizer) with the
+# CMake preset "fuzz" (in build/fuzz, or $VEXIL_FUZZ_BUILD) and runs each for a bounded time:
 #
-#   fuzz/run.sh [SECONDS [TARGET...]]     SECONDS per target (default 60); TARGET: context,
-#                                          record, merge, decompress (default all, one after
-#                                          another)
+#   fuzz/run.sh [SECONDS [TARGET...]]   SECONDS per target (default 60); TARGET: context, record,
+#                                        merge, decompress (default all, one after another)
 #
-# Builds with the CMake preset "fuzz" in build/fuzz; set VEXIL_FUZZ_BUILD to build elsewhere.
-# Each target first replays its seed corpus (corpus/TARGET) and the inputs of past findings
-# (regressions/TARGET), then fuzzes from them, growing a working corpus in the build directory.
-# Findings are written to BUILD/fuzz/findings/TARGET/; copy one into regressions/TARGET/ once
-# its fix is in.
+# Each target first replays its seed corpus (corpus/TARGET) and past findings (regressions/TARGET),
+# then fuzzes from them. A crash, sanitizer report, hang (10 s on one input), memory blow-up
+# (2 GiB) or failed check is a finding: the run fails and the input is kept in
+# BUILD/fuzz/findings/TARGET/; copy it into regressions/TARGET/ once its fix is in.
 set -euo pipefail
-
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(dirname "$here")
 seconds=${1:-60}
@@ -22,38 +18,24 @@ targets=("$@")
 ((${#targets[@]})) || targets=(context record merge decompress)
 [[ "$seconds" =~ ^[1-9][0-9]*$ ]] || { echo "SECONDS must be a positive number" >&2; exit 2; }
 for t in "${targets[@]}"; do
-  case "$t" in
-    context | record | merge | decompress) ;;
-    *) echo "unknown target: $t (context, record, merge or decompress)" >&2; exit 2 ;;
-  esac
+  [[ "$t" =~ ^(context|record|merge|decompress)$ ]] || { echo "unknown target: $t" >&2; exit 2; }
 done
-jobs=$(nproc 2>/dev/null || echo 2)
 
-deps() {
-  local need=() pkg
-  for pkg in cmake ninja-build clang libclang-rt-dev pkg-config libisal-dev libzstd-dev liblzma-dev; do
-    dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed' || need+=("$pkg")
-  done
-  if ((${#need[@]})); then
-    echo "installing: ${need[*]}" >&2
-    local sudo=""
-    [ "$(id -u)" -eq 0 ] || sudo=sudo
-    $sudo apt-get update -qq
-    $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "${need[@]}" >/dev/null
-  fi
-}
-
-build() {
-  if [[ -n "${VEXIL_FUZZ_BUILD:-}" ]]; then
-    build=$VEXIL_FUZZ_BUILD
-    (cd "$root" && cmake --preset fuzz -B "$build" >/dev/null)
-  else
-    build=$root/build/fuzz
-    (cd "$root" && cmake --preset fuzz >/dev/null)
-  fi
-  cmake --build "$build" -j "$jobs" --target context_fuzzer record_fuzzer merge_fuzzer \
-    decompress_fuzzer
-}
+need=()
+for pkg in cmake ninja-build clang libclang-rt-dev pkg-config libisal-dev libzstd-dev liblzma-dev; do
+  dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed' || need+=("$pkg")
+done
+if ((${#need[@]})); then
+  echo "installing: ${need[*]}" >&2
+  sudo=""
+  [ "$(id -u)" -eq 0 ] || sudo=sudo
+  $sudo apt-get update -qq
+  $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "${need[@]}" >/dev/null
+fi
+build=${VEXIL_FUZZ_BUILD:-$root/build/fuzz}
+(cd "$root" && cmake --preset fuzz -B "$build" >/dev/null)
+cmake --build "$build" -j "$(nproc 2>/dev/null || echo 2)" --target context_fuzzer record_fuzzer merge_fuzzer \
+  decompress_fuzzer
 
 # fuzz_one TARGET: replay, then fuzz for the given time. Returns non-zero on a finding.
 fuzz_one() {
@@ -64,7 +46,6 @@ fuzz_one() {
   mkdir -p "$work" "$findings"
   local options=(-timeout=10 -rss_limit_mb=2048 -dict="$here/perflib.dict"
     -artifact_prefix="$findings/" -print_final_stats=1)
-
   echo "== $name: replaying $(find "${replay[@]}" -type f | wc -l) saved inputs"
   if ! find "${replay[@]}" -type f -print0 | xargs -0 "$binary" "${options[@]}" >"$log" 2>&1; then
     tail -n 60 "$log"
@@ -80,16 +61,10 @@ fuzz_one() {
   grep -E '^(Done|stat::(number_of_executed_units|new_units_added|peak_rss_mb))' "$log" || true
 }
 
-deps
-build
 passed=0
 failed=0
 for t in "${targets[@]}"; do
-  if fuzz_one "$t"; then
-    passed=$((passed + 1))
-  else
-    failed=$((failed + 1))
-  fi
+  if fuzz_one "$t"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
 done
 echo "fuzz: $passed passed, $failed failed"
 ((failed == 0))
