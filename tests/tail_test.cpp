@@ -74,10 +74,8 @@ TEST_F(TailTest, ManyInputsOpenUnderALowSoftLimit) {
   for (int i = 0; i < 1500; ++i) {
     args.insert(args.end(), {"-f", dir.write("in" + std::to_string(i), H + "0,1\n")});
   }
-  RunResult r = test_support::run(VEXIL_BINARY, args, dir.path(), false, [] {
-    rlimit low{1024, RLIM_INFINITY};
-    getrlimit(RLIMIT_NOFILE, &low);
-    low.rlim_cur = 1024;
+  RunResult r = test_support::run(VEXIL_BINARY, args, dir.path(), false, [&] {
+    const rlimit low{1024, limit.rlim_max};
     return setrlimit(RLIMIT_NOFILE, &low) == 0;
   });
   EXPECT_EQ(r.out, H + "300,1500\n");

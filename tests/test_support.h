@@ -132,8 +132,6 @@ class Spawned {
     waitpid(pid_, nullptr, 0);
     close(out_);
   }
-  Spawned(const Spawned&) = delete;
-  Spawned& operator=(const Spawned&) = delete;
 
   // Everything printed so far, waiting up to limit for it to reach size bytes.
   std::string read(std::size_t size, std::chrono::milliseconds limit) {

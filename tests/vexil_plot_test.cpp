@@ -73,25 +73,6 @@ TEST(VexilPlotTest, ScriptKeepsAwkwardNamesAndBreaksLinesAtMissingBuckets) {
   EXPECT_NE(text.out.find("a@b_c (sum per second)"), std::string::npos);
 }
 
-TEST(VexilPlotTest, KeepsTheLowestAndHighestOfEachSlotOfALongSeries) {
-  test_support::TempDir dir;
-  std::string csv = "#timestamp,stream_tcp.max\n";
-  for (int i = 1; i <= 3000; ++i) {
-    csv += std::to_string(1700000000 + 60 * i) + ","
-           + (i == 1234   ? "99"
-              : i == 2345 ? "1"
-                          : "50")
-           + "\n";
-  }
-  auto r = run(VEXIL_PLOT_BINARY,
-               {"--script", "-s", "100x40", "-c", "stream_tcp.max", dir.write("in.csv", csv)},
-               dir.path());
-  const std::string data = r.out.substr(0, r.out.find("EOD\n", r.out.find("EOD\n") + 4));
-  EXPECT_LE(std::count(data.begin(), data.end(), '\n'), 2 * 100);
-  EXPECT_NE(data.find("\n1700074040 99\n"), std::string::npos);
-  EXPECT_NE(data.find("\n1700140700 1\n"), std::string::npos);
-}
-
 TEST(VexilPlotTest, FailsWithOneLineAndLeavesNoFileBehind) {
   test_support::TempDir dir;
   const std::string two = "#timestamp,x\n1700000400,5\n1700000700,6\n";
