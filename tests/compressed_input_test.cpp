@@ -39,7 +39,7 @@ class CompressedInputTest : public ::testing::Test {
 };
 
 TEST_F(CompressedInputTest, MergeAsTheirPlainText) {
-  const std::string examples = EXAMPLES_DIR;
+  const std::string examples = EXAMPLES_DIR "/logs";
   const RunResult plain = vexil(examples, examples + "/supplemental/sdrops.csv");
   ASSERT_EQ(plain.status, 0);
   // One format per input: the four engines, then the supplemental file.

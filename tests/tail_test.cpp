@@ -50,7 +50,7 @@ TEST_F(TailTest, UnopenableNewFileEndsTheRun) {
     }
     std::rename(locked.c_str(), a.c_str());
   });
-  RunResult r = test_support::run(VEXIL_BINARY, {"-t", "-f", a}, dir.path(), false, [] {
+  RunResult r = test_support::run(VEXIL_BINARY, {"-t", "-f", a}, dir.path(), [] {
     return geteuid() != 0
            || (prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0) == 0
                && prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH, 0, 0, 0) == 0);
@@ -74,7 +74,7 @@ TEST_F(TailTest, ManyInputsOpenUnderALowSoftLimit) {
   for (int i = 0; i < 1500; ++i) {
     args.insert(args.end(), {"-f", dir.write("in" + std::to_string(i), H + "0,1\n")});
   }
-  RunResult r = test_support::run(VEXIL_BINARY, args, dir.path(), false, [&] {
+  RunResult r = test_support::run(VEXIL_BINARY, args, dir.path(), [&] {
     const rlimit low{1024, limit.rlim_max};
     return setrlimit(RLIMIT_NOFILE, &low) == 0;
   });
@@ -85,7 +85,7 @@ TEST_F(TailTest, ManyInputsOpenUnderALowSoftLimit) {
 TEST_F(TailTest, UnwritableOutputIsAnErrorInBothModes) {
   for (const std::vector<std::string>& args :
        {std::vector<std::string>{"-f", a}, {"-t", "-f", a}}) {
-    RunResult r = test_support::run(VEXIL_BINARY, args, dir.path(), false,
+    RunResult r = test_support::run(VEXIL_BINARY, args, dir.path(),
                                     [] { return std::freopen("/dev/full", "w", stdout); });
     EXPECT_EQ(r.err, "write error: No space left on device\n");
     EXPECT_EQ(r.status, 1);

@@ -87,18 +87,16 @@ struct RunResult {
   int status = -1;  // exit status, or 128 + signal
 };
 
-// Runs program with args (no shell) in dir; stdout and stderr are
-// captured through the files dir/.stdout and dir/.stderr, or both into out with merge_stderr.
-// in_child runs in the child just before the program starts; when it returns false the child
-// ends with status 126.
+// Runs program with args (no shell) in dir; stdout and stderr are captured through the files
+// dir/.stdout and dir/.stderr. in_child runs in the child just before the program starts; when it
+// returns false the child ends with status 126.
 inline RunResult run(const std::string& program, std::vector<std::string> args,
-                     const std::string& dir, bool merge_stderr = false,
-                     const std::function<bool()>& in_child = {}) {
+                     const std::string& dir, const std::function<bool()>& in_child = {}) {
   const std::string out = dir + "/.stdout", err = dir + "/.stderr";
   const pid_t pid = fork();
   if (pid == 0) {
     if (chdir(dir.c_str()) != 0 || !std::freopen(out.c_str(), "w", stdout)
-        || !std::freopen(err.c_str(), "w", stderr) || (merge_stderr && dup2(1, 2) != 2)) {
+        || !std::freopen(err.c_str(), "w", stderr)) {
       _exit(127);
     }
     if (in_child && !in_child()) {

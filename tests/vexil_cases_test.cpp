@@ -1,8 +1,8 @@
-// End-to-end runs of the vexil binary, one test per directory under tests/cases. A case holds its
-// input files, "cmd" (a bash script run in a scratch copy of the case, with vexil on PATH, TZ=UTC,
-// -e and pipefail), and the expected "stdout", "stderr" (absent: empty) and "status" (absent: 0).
+// End-to-end runs of vexil and vexil-plot, one test per directory under tests/cases. A case holds
+// its input files, "cmd" (a bash script run in a scratch copy of the case, with both programs on
+// PATH, TZ=UTC, -e and pipefail), and the expected "stdout", "stderr" (absent: empty) and "status"
+// (absent: 0).
 #include <algorithm>
-#include <cctype>
 
 #include "test_support.h"
 
@@ -19,25 +19,15 @@ std::vector<std::string> case_names() {
   return names;
 }
 
-// "bucket_boundaries" -> "BucketBoundaries"
-std::string test_name(const ::testing::TestParamInfo<std::string>& info) {
-  std::string name;
-  for (std::size_t i = 0; i < info.param.size(); ++i) {
-    if (info.param[i] != '_') {
-      const bool first = i == 0 || info.param[i - 1] == '_';
-      name += first ? static_cast<char>(std::toupper(info.param[i])) : info.param[i];
-    }
-  }
-  return name;
-}
-
 class VexilCase : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(VexilCase, PrintsWhatIsExpected) {
   const fs::path source = fs::path(VEXIL_CASES) / GetParam();
   test_support::TempDir dir;
   fs::copy(source, dir.path(), fs::copy_options::recursive);
-  const std::string path = fs::path(VEXIL_BINARY).parent_path().string() + ":" + getenv("PATH");
+  const std::string path = fs::path(VEXIL_BINARY).parent_path().string() + ":"
+                           + fs::path(VEXIL_PLOT_BINARY).parent_path().string() + ":"
+                           + getenv("PATH");
   const test_support::RunResult r = test_support::run(
       "/bin/bash",
       {"-e", "-o", "pipefail", "-c", "PATH=" + path + "\n" + test_support::slurp(source / "cmd")},
@@ -48,6 +38,7 @@ TEST_P(VexilCase, PrintsWhatIsExpected) {
   EXPECT_EQ(r.status, status.empty() ? 0 : std::stoi(status));
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, VexilCase, ::testing::ValuesIn(case_names()), test_name);
+INSTANTIATE_TEST_SUITE_P(Cases, VexilCase, ::testing::ValuesIn(case_names()),
+                         [](const auto& info) { return info.param; });
 
 }  // namespace

@@ -1,5 +1,4 @@
-// vexil-plot end to end: pictures of the example merge, the script of awkward column names, and
-// the failures that must leave nothing behind.
+// vexil-plot end to end: pictures of the example merge and the script of awkward column names.
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -71,35 +70,6 @@ TEST(VexilPlotTest, ScriptKeepsAwkwardNamesAndBreaksLinesAtMissingBuckets) {
   EXPECT_EQ(text.status, 0);
   EXPECT_EQ(text.err, "");
   EXPECT_NE(text.out.find("a@b_c (sum per second)"), std::string::npos);
-}
-
-TEST(VexilPlotTest, FailsWithOneLineAndLeavesNoFileBehind) {
-  test_support::TempDir dir;
-  const std::string two = "#timestamp,x\n1700000400,5\n1700000700,6\n";
-  struct Case {
-    std::string input, option, message;
-    const char* path = nullptr;
-  } cases[] = {
-      {"", "", "no data rows in the input"},
-      {"#a,b\n1,2\n", "", "no timestamp column in the input"},
-      {"#timestamp,x\n1700000400,5\n", "-cx", "the input holds one bucket only, so its length"},
-      {two, "", "nothing to draw: the input has none of the dashboard's columns"},
-      {two, "-cy*", "no column matches -c y*"},
-      {two, "-cx", "gnuplot is not installed; install it with: apt-get install gnuplot-nox", "/0"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.input + c.option);
-    std::vector<std::string> args{"-o", dir.path() + "/out.png", dir.write("in.csv", c.input)};
-    if (!c.option.empty()) {
-      args.insert(args.begin(), c.option);
-    }
-    auto r = run(VEXIL_PLOT_BINARY, args, dir.path(), false,
-                 [&] { return c.path == nullptr || setenv("PATH", c.path, 1) == 0; });
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err.rfind("vexil-plot: " + c.message, 0), 0u) << r.err;
-    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1);
-    EXPECT_EQ(files_in(dir.path()), (std::vector<std::string>{"in.csv"}));
-  }
 }
 
 }  // namespace

@@ -140,7 +140,7 @@ TEST(RecordTest, RulesByKind) {
   //                             peak,time,sum,max,now,float,rate,avg,pct
   const std::vector<std::string> two = {"5,100,1,9,5,1.5,10,1,1", "3,200,2,4,7,9,20,2,3"};
   const std::vector<std::string> three = {"5,100,1,9,5,1.5,10,1,1", "3,200,2,4,7,9,20,2,2",
-                                          "4,50,4,1,1,2,30,3,6"};
+                                          "4,50,4,1,1,0.5,30,3,6"};
   const struct {
     Op op;
     const std::vector<std::string>& lines;
@@ -153,6 +153,7 @@ TEST(RecordTest, RulesByKind) {
       {&Record::average_accumulate, two, "4,200,1.5,6.5,6,5.25,15,1.5,2\n"},
       {&Record::single_instance_accumulate, three, "5,200,7,9,1,1.5,20,2,3\n"},
       {&Record::multi_instance_accumulate, three, "5,200,7,14,13,1.5,60,2,3\n"},
+      {&Record::min_accumulate, three, "3,200,1,1,1,0.5,10,1,1\n"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.expected);
