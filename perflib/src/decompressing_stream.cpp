@@ -19,12 +19,12 @@ namespace {
 
 // Larger than the C library's default, so a file is read in few system calls.
 constexpr std::size_t STREAM_BUFFER_SIZE = 64 * 1024;
-// Decompressed text runs ahead of the reader by at most BLOCK_COUNT blocks. A decoding thread
-// that found them all in use resumes once half of them are free again, so it wakes seldom and
-// decodes several blocks in one go.
-constexpr std::size_t BLOCK_SIZE = 64 * 1024;
-constexpr std::size_t BLOCK_COUNT = 8;
-constexpr std::size_t RESUME_AT = BLOCK_COUNT / 2;  // blocks still in use
+// Decompressed text runs ahead of the reader by at most the ring's size. A decoding thread that
+// found the ring full resumes once half of it is free again, so it wakes seldom and decodes much
+// in one go: switching between the files of a merge costs more than decoding when the pieces are
+// small.
+constexpr std::size_t RING_SIZE = 512 * 1024;
+constexpr std::size_t CHUNK_SIZE = 64 * 1024;  // the most one decode call or read takes
 constexpr std::size_t INPUT_SIZE = 64 * 1024;
 
 struct FileCloser {
@@ -32,10 +32,12 @@ struct FileCloser {
 };
 using FilePtr = std::unique_ptr<FILE, FileCloser>;
 
-// The decompressed text of one compressed file. The decoding thread fills the blocks in turn and
-// publishes each (filled counts them); the reader copies out of the oldest one and releases it
-// once it is used up (drained counts those). The thread waits when every block is published and
-// not yet released, the reader while none is; nothing else is shared.
+// The decompressed text of one compressed file, in a ring. Positions count bytes from the start
+// of the text, gaps included: at position p, the ring holds byte p % capacity. The decoding thread
+// writes from position written on; where a decode call needs more room than is left before the
+// end of the ring, it leaves the rest of that lap empty (a gap) and goes on at the start of the
+// next lap. The reader reads from position read on and gives back, in released, what it is done
+// with. The thread waits while the ring is full, the reader while it has read all that is written.
 class DecompressingStream {
  public:
   DecompressingStream(FilePtr source, std::unique_ptr<StreamDecoder> decoder,
@@ -45,7 +47,6 @@ class DecompressingStream {
         decoder(std::move(decoder)),
         input(INPUT_SIZE),
         head_size(head_size),
-        blocks(new unsigned char[BLOCK_COUNT * BLOCK_SIZE]),
         error(std::move(error)) {
     std::memcpy(input.data(), head, head_size);
     worker = std::thread([this] { run(); });
@@ -55,7 +56,7 @@ class DecompressingStream {
       std::lock_guard<std::mutex> lock(mutex);
       closing = true;
     }
-    drained_cv.notify_one();
+    released_cv.notify_one();
     worker.join();
   }
   DecompressingStream(const DecompressingStream&) = delete;
@@ -64,7 +65,7 @@ class DecompressingStream {
   // The read function of the stream: up to size bytes, 0 at the end, -1 (EIO) when decompression
   // failed, once all text decompressed before the failure has been read.
   ssize_t read(char* buffer, std::size_t size) {
-    if (left == 0 && !take_block()) {
+    if (left == 0 && !take_text()) {
       if (failure.empty()) {
         return 0;
       }
@@ -80,25 +81,41 @@ class DecompressingStream {
   }
 
  private:
-  // Reader: releases the block it holds and waits for the next; false when there is none.
-  bool take_block() {
+  // A gap: lap (plus one, so that zero means none) and the position where its text ended.
+  struct Gap {
+    std::uint64_t lap_plus_one = 0;
+    std::uint64_t from = 0;
+  };
+
+  // Reader: gives back what it read and takes the next piece of text; false at the end.
+  bool take_text() {
     std::unique_lock<std::mutex> lock(mutex);
-    if (holding) {
-      ++drained;
-      holding = false;
-      if (filled - drained == RESUME_AT) {
-        drained_cv.notify_one();
+    released = read_at;
+    if (waiting_for != 0 && free_space() >= waiting_for) {
+      released_cv.notify_one();
+    }
+    for (;;) {
+      const std::uint64_t lap = read_at / capacity;
+      const Gap& gap = gaps[lap % 2];
+      const std::uint64_t lap_end = gap.lap_plus_one == lap + 1 ? gap.from : (lap + 1) * capacity;
+      const std::uint64_t end = std::min(written, lap_end);
+      if (end > read_at) {
+        const std::size_t n =
+            static_cast<std::size_t>(std::min<std::uint64_t>(end - read_at, CHUNK_SIZE));
+        current = ring.get() + read_at % capacity;
+        left = n;
+        read_at += n;
+        return true;
       }
+      if (written > read_at) {
+        read_at = (lap + 1) * capacity;  // past the gap
+        continue;
+      }
+      if (finished) {
+        return false;
+      }
+      written_cv.wait(lock);
     }
-    filled_cv.wait(lock, [this] { return filled > drained || finished; });
-    if (filled == drained) {
-      return false;
-    }
-    const std::size_t index = drained % BLOCK_COUNT;
-    current = blocks.get() + index * BLOCK_SIZE;
-    left = sizes[index];
-    holding = true;
-    return true;
   }
 
   void run() {
@@ -111,39 +128,33 @@ class DecompressingStream {
     std::lock_guard<std::mutex> lock(mutex);
     failure = reason;
     finished = true;
-    filled_cv.notify_one();
+    written_cv.notify_one();
   }
 
   void decode_all() {
     DecodeBuffers b{input.data(), head_size, nullptr, 0};
     bool input_ended = false;
-    unsigned char* block = nullptr;
     for (;;) {
       if (b.in_size == 0 && !input_ended) {
         b.in = input.data();
         b.in_size = read_input();
         input_ended = b.in_size == 0;
       }
-      if (block == nullptr) {
-        if ((block = free_block()) == nullptr) {
+      if (b.out_size < decoder->room() || capacity < decoder->ring_size()) {
+        if (!reserve(b)) {
           return;  // the reader closed the stream
         }
-        b.out = block;
-        b.out_size = BLOCK_SIZE;
       }
       const DecodeBuffers before = b;
       try {
         decoder->decode(b, input_ended);
       } catch (...) {
-        publish(static_cast<std::size_t>(b.out - block));  // the text before the damage
+        publish(before, b);  // the text before the damage
         throw;
       }
-      if (b.out_size == 0) {
-        publish(BLOCK_SIZE);
-        block = nullptr;
-      } else if (b.in_size == before.in_size && b.out_size == before.out_size) {
+      publish(before, b);
+      if (b.in_size == before.in_size && b.out_size == before.out_size) {
         // Stuck: input is left that the decoder takes no more of, or it has all been read.
-        publish(static_cast<std::size_t>(b.out - block));
         if (b.in_size != 0) {
           throw std::runtime_error("corrupt compressed data");
         }
@@ -163,47 +174,95 @@ class DecompressingStream {
     return n;
   }
 
-  // Decoding thread: the block to fill next, once the reader has released it; nullptr when the
-  // reader is closing the stream.
-  unsigned char* free_block() {
+  // Decoding thread: sets b.out to the room for the next decode call, once the reader has freed
+  // it; false when the reader is closing the stream.
+  bool reserve(DecodeBuffers& b) {
+    const std::size_t need = decoder->room();
     std::unique_lock<std::mutex> lock(mutex);
-    if (filled - drained == BLOCK_COUNT) {
-      drained_cv.wait(lock, [this] { return closing || filled - drained <= RESUME_AT; });
+    if (capacity < decoder->ring_size()) {
+      // A frame that needs a larger ring: once the reader has read everything, start a new one.
+      waiting_for = capacity;
+      released_cv.wait(lock, [this] { return closing || released == written; });
+      waiting_for = 0;
+      if (closing) {
+        return false;
+      }
+      std::size_t size = std::max(RING_SIZE, decoder->ring_size());
+      ring.reset(new unsigned char[size]);
+      capacity = size;
+      gaps[0] = gaps[1] = Gap{};  // their laps were counted in the old size
+      skip_to_next_lap();
     }
-    return closing ? nullptr : blocks.get() + (filled % BLOCK_COUNT) * BLOCK_SIZE;
+    std::size_t offset = written % capacity;
+    if (capacity - offset < need) {
+      skip_to_next_lap();
+      offset = 0;
+    }
+    if (free_space() < need) {
+      waiting_for = std::max(need, capacity / 2);
+      released_cv.wait(
+          lock, [this] { return closing || free_space() >= waiting_for; });
+      waiting_for = 0;
+      if (closing) {
+        return false;
+      }
+    }
+    const std::size_t free = free_space();
+    b.out = ring.get() + offset;
+    b.out_size = std::min({free, capacity - offset, std::max(need, CHUNK_SIZE)});
+    return true;
   }
 
-  void publish(std::size_t size) {
+  // The bytes the decoding thread may write; a gap left before the reader reached it counts as
+  // text not yet read, so this can be 0 with the writer a whole lap ahead. Under the lock.
+  std::size_t free_space() const {
+    const std::uint64_t ahead = written - released;
+    return ahead >= capacity ? 0 : capacity - static_cast<std::size_t>(ahead);
+  }
+
+  // Leaves the rest of this lap empty; the caller holds the lock.
+  void skip_to_next_lap() {
+    const std::uint64_t lap = written / capacity;
+    if (written % capacity != 0) {
+      gaps[lap % 2] = Gap{lap + 1, written};
+      written = (lap + 1) * capacity;
+    }
+  }
+
+  // Publishes the text the last decode call wrote.
+  void publish(const DecodeBuffers& before, const DecodeBuffers& after) {
+    const std::size_t size = before.out_size - after.out_size;
     if (size == 0) {
       return;
     }
     std::lock_guard<std::mutex> lock(mutex);
-    sizes[filled % BLOCK_COUNT] = size;
-    ++filled;
-    filled_cv.notify_one();
+    written += size;
+    written_cv.notify_one();
   }
 
   FilePtr source;
   std::unique_ptr<StreamDecoder> decoder;
   std::vector<unsigned char> input;
   std::size_t head_size;  // bytes at the start of input read to recognise the format
-  std::unique_ptr<unsigned char[]> blocks;
-  std::size_t sizes[BLOCK_COUNT] = {};
   std::shared_ptr<std::string> error;
 
   std::mutex mutex;
-  std::condition_variable filled_cv;
-  std::condition_variable drained_cv;
-  std::uint64_t filled = 0;
-  std::uint64_t drained = 0;
+  std::condition_variable written_cv;
+  std::condition_variable released_cv;
+  std::unique_ptr<unsigned char[]> ring{new unsigned char[RING_SIZE]};
+  std::size_t capacity = RING_SIZE;
+  Gap gaps[2];                  // of the reader's lap and the next
+  std::uint64_t written = 0;    // position after the last text written
+  std::uint64_t released = 0;   // position before which the reader is done
+  std::size_t waiting_for = 0;  // free bytes the decoding thread waits for, 0 when not waiting
   bool finished = false;
   bool closing = false;
   std::string failure;  // written before finished is set
 
-  // The reader's own: the rest of the block it holds.
+  // The reader's own: the rest of the text it holds, and where it goes on.
   const unsigned char* current = nullptr;
   std::size_t left = 0;
-  bool holding = false;
+  std::uint64_t read_at = 0;
 
   std::thread worker;  // last: it starts once everything above is in place
 };
@@ -253,6 +312,7 @@ InputStream open_input_stream(const std::string& path) {
     return result;
   }
   static_cast<void>(stream.release());  // from here on, closing the stream deletes it
+  std::setvbuf(result.file, nullptr, _IOFBF, STREAM_BUFFER_SIZE);
   result.compressed = true;
   result.error = [error] { return *error; };
   return result;
