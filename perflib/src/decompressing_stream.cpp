@@ -87,34 +87,32 @@ class DecompressingStream {
     std::uint64_t from = 0;
   };
 
-  // Reader: gives back what it read and takes the next piece of text; false at the end.
+  // Reader: gives back what it read (and any gap it skipped) and takes the next piece of text;
+  // false at the end.
   bool take_text() {
     std::unique_lock<std::mutex> lock(mutex);
-    released = read_at;
-    if (waiting_for != 0 && free_space() >= waiting_for) {
-      released_cv.notify_one();
-    }
     for (;;) {
+      released = read_at;
+      if (waiting_for != 0 && free_space() >= waiting_for) {
+        released_cv.notify_one();
+      }
       const std::uint64_t lap = read_at / capacity;
       const Gap& gap = gaps[lap % 2];
       const std::uint64_t lap_end = gap.lap_plus_one == lap + 1 ? gap.from : (lap + 1) * capacity;
       const std::uint64_t end = std::min(written, lap_end);
       if (end > read_at) {
-        const std::size_t n =
-            static_cast<std::size_t>(std::min<std::uint64_t>(end - read_at, CHUNK_SIZE));
+        left = static_cast<std::size_t>(std::min<std::uint64_t>(end - read_at, CHUNK_SIZE));
         current = ring.get() + read_at % capacity;
-        left = n;
-        read_at += n;
+        read_at += left;
         return true;
       }
       if (written > read_at) {
         read_at = (lap + 1) * capacity;  // past the gap
-        continue;
-      }
-      if (finished) {
+      } else if (finished) {
         return false;
+      } else {
+        written_cv.wait(lock);
       }
-      written_cv.wait(lock);
     }
   }
 
@@ -200,8 +198,7 @@ class DecompressingStream {
     }
     if (free_space() < need) {
       waiting_for = std::max(need, capacity / 2);
-      released_cv.wait(
-          lock, [this] { return closing || free_space() >= waiting_for; });
+      released_cv.wait(lock, [this] { return closing || free_space() >= waiting_for; });
       waiting_for = 0;
       if (closing) {
         return false;
@@ -226,6 +223,7 @@ class DecompressingStream {
     if (written % capacity != 0) {
       gaps[lap % 2] = Gap{lap + 1, written};
       written = (lap + 1) * capacity;
+      written_cv.notify_one();  // a reader waiting at the gap can pass it, and free its room
     }
   }
 
