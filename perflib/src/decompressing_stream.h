@@ -1,8 +1,8 @@
 // Opening a statistics file for reading whatever it is stored as. A plain file is an ordinary
 // buffered stream. A file that begins with the signature of a gzip, zstd or xz stream is read
-// through a stream of its decompressed text: a thread of its own decompresses ahead into a few
-// blocks of fixed size, which the stream's reads hand out in order, so decompression runs on
-// another core than the parsing, and memory stays the same whatever the size of the file.
+// through a stream of its decompressed text: a thread of its own decompresses ahead into a ring
+// of fixed size, which the stream's reads copy out of in order, so decompression runs on another
+// core than the parsing, and memory stays the same whatever the size of the file.
 #ifndef PERFLIB_SRC_DECOMPRESSING_STREAM_H
 #define PERFLIB_SRC_DECOMPRESSING_STREAM_H
 

@@ -8,7 +8,7 @@
 //
 // Opened by path, a file that begins with the signature of a gzip, zstd or xz stream is read as
 // its decompressed text (concatenated gzip members, zstd frames and xz streams one after
-// another), decompressed ahead of the reader by a thread of its own into a few fixed-size blocks.
+// another), decompressed ahead of the reader by a thread of its own into a ring of fixed size.
 // Any other file is read as it is. A compressed file does not grow, so in tail mode it ends at
 // the end of its text like a file read without tail mode (also when the path comes to name one).
 // A stream given as FILE* is read as it is, compressed or not.
