@@ -27,17 +27,27 @@ TEST_F(TailTest, RotatedFileIsReadToItsEndThenTheNewOneFromItsStart) {
   ASSERT_EQ(std::rename(a.c_str(), (a + ".1").c_str()), 0);
   append(a + ".1", "400,3\n");  // written late into the old file: still read
   dir.write("a.csv", "#timestamp,a,b\n600,4,5\n900,0,0\n");
-  EXPECT_EQ(run.read(46, 5s), H + "300,1\n600,5\n#timestamp,a,b\n900,4,5\n");
+  ASSERT_EQ(run.read(46, 5s), H + "300,1\n600,5\n#timestamp,a,b\n900,4,5\n");
+  // Rotated to a compressed file: it is read to its end, which ends the input and so the run.
+  const std::string text = dir.write("b", "#timestamp,a,b\n1200,7,8\n");
+  dir.write("b.gz", test_support::run("/usr/bin/gzip", {"-c", text}, dir.path()).out);
+  ASSERT_EQ(std::rename((text + ".gz").c_str(), a.c_str()), 0);
+  EXPECT_EQ(run.read(64, 5s), H + "300,1\n600,5\n#timestamp,a,b\n900,4,5\n1200,0,0\n1500,7,8\n");
 }
 
 TEST_F(TailTest, TruncatedFileIsReadAgainFromItsTopInTheSameLayoutAndWholeLines) {
   Spawned run(VEXIL_BINARY, {"-t", "-f", a});
   ASSERT_EQ(run.read(19, 5s), H + "300,1\n");
   ASSERT_EQ(truncate(a.c_str(), 0), 0);
-  append(a, "600,5\n90");
-  std::this_thread::sleep_for(50ms);  // the reader meets a line that is not finished yet
-  append(a, "0,1\n");
-  EXPECT_EQ(run.read(31, 5s), H + "300,1\n600,2\n900,5\n");
+  // A line written in parts, longer together than the reader's line buffer (surplus commas are
+  // ignored), then a whole one.
+  for (const std::string& part :
+       {std::string("600,5\n9"), "00,1" + std::string(100, ','), std::string(100, ',')}) {
+    append(a, part);
+    std::this_thread::sleep_for(50ms);  // the reader meets a line that is not finished yet
+  }
+  append(a, "\n1200,2\n");
+  EXPECT_EQ(run.read(38, 5s), H + "300,1\n600,2\n900,5\n1200,1\n");
 }
 
 // A new file that cannot be opened ends the run as at start-up, after the buckets held.

@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <list>
 #include <sstream>
 #include <string>
 
+#include "perflib_bits/calc_plan.h"
 #include "test_support.h"
 
 namespace perflib {
@@ -131,6 +133,8 @@ TEST(RecordTest, DeriveAppendsComputedColumnsInPlanOrder) {
   EXPECT_EQ(ctx->fields[33].type, PT_PERCENT);
   EXPECT_EQ(*ctx->fields[71].name, "stats.total_alerts_per_second");
   EXPECT_EQ(*ctx->fields[74].name + ": " + *ctx->fields[74].label, "stats.idle[0]: CPU 0 Idle %");
+  EXPECT_EQ(calc_plans[0].expr->get_dependencies(),
+            (std::list<std::string>{"daq.dropped", "daq.dropped", "daq.received"}));
   RecordPtr drops = row("#timestamp,daq.received,daq.dropped\n", "0,0,0\n");
   drops->derive(0);
   EXPECT_EQ(csv(drops), "#timestamp,daq.received,daq.dropped,stats.pkt_drop_percent\n0,0,0,0\n");
