@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets (clang, AddressSanitizer + UndefinedBehaviorSanitizer) with the
-# CMake preset "fuzz" (in build/fuzz, or $VEXIL_FUZZ_BUILD) and runs each for a bounded time:
+# CMake preset "fuzz" (in build/fuzz, or $VEXIL_FUZZ_BUILD) and runs each for a bounded time
+# (`./dev fuzz` installs clang first):
 #
 #   fuzz/run.sh [SECONDS [TARGET...]]   SECONDS per target (default 60); TARGET: context, record,
 #                                        merge, decompress (default all, one after another)
@@ -18,17 +19,6 @@ targets=("$@")
 ((${#targets[@]})) || targets=(context record merge decompress)
 [[ "$seconds" =~ ^[1-9][0-9]*$ ]] || { echo "SECONDS must be a positive number" >&2; exit 2; }
 
-need=()
-for pkg in cmake ninja-build clang libclang-rt-dev pkg-config libisal-dev libzstd-dev liblzma-dev; do
-  dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed' || need+=("$pkg")
-done
-if ((${#need[@]})); then
-  echo "installing: ${need[*]}" >&2
-  sudo=""
-  [ "$(id -u)" -eq 0 ] || sudo=sudo
-  $sudo apt-get update -qq
-  $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "${need[@]}" >/dev/null
-fi
 build=${VEXIL_FUZZ_BUILD:-$root/build/fuzz}
 (cd "$root" && cmake --preset fuzz -B "$build" >/dev/null)
 cmake --build "$build" -j "$(nproc 2>/dev/null || echo 2)" --target "${targets[@]/%/_fuzzer}"
