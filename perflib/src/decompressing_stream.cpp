@@ -36,7 +36,7 @@ using FilePtr = std::unique_ptr<FILE, FileCloser>;
 // of the text, gaps included: at position p, the ring holds byte p % capacity. The decoding thread
 // writes from position written on; where a decode call needs more room than is left before the
 // end of the ring, it leaves the rest of that lap empty (a gap) and goes on at the start of the
-// next lap. The reader reads from position read on and gives back, in released, what it is done
+// next lap. The reader reads from position read_at on and gives back, in released, what it is done
 // with. The thread waits while the ring is full, the reader while it has read all that is written.
 class DecompressingStream {
  public:
