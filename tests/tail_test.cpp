@@ -50,6 +50,20 @@ TEST_F(TailTest, TruncatedFileIsReadAgainFromItsTopInTheSameLayoutAndWholeLines)
   EXPECT_EQ(run.read(38, 5s), H + "300,1\n600,2\n900,5\n1200,1\n");
 }
 
+// Truncated and written past the old position while the reader waited on another input: the
+// new text is read from the file's top, not from the middle of a line at the old position.
+TEST_F(TailTest, FileRewrittenWhileTheReaderWaitedElsewhereIsReadFromItsTop) {
+  const std::string b = dir.write("b.csv", H + "0,10\n120,1\n");
+  dir.write("a.csv", H + "0,1\n60,2\n");
+  Spawned run(VEXIL_BINARY, {"-t", "-T", "60", "-f", b, "-f", a});
+  ASSERT_EQ(run.read(19, 5s), H + "60,11\n");  // a is read to its end, b waits for a line
+  ASSERT_EQ(truncate(a.c_str(), 0), 0);
+  append(a, H + "1080,2222\n1140,5\n");
+  std::this_thread::sleep_for(50ms);
+  append(b, "1260,30\n1320,40\n1380,50\n");
+  EXPECT_EQ(run.read(41, 5s), H + "60,11\n120,2\n180,1\n1140,2222\n");
+}
+
 // A new file that cannot be opened ends the run as at start-up, after the buckets held.
 TEST_F(TailTest, UnopenableNewFileEndsTheRun) {
   const std::string locked = dir.write("locked.csv", H + "600,1\n");

@@ -112,6 +112,8 @@ void FileFollower::watch(FILE* file) {
     file_watch = Inotify::instance().add(path, FILE_EVENTS);
   }
   last_position = -1;
+  struct stat status;
+  regular_file = fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 void FileFollower::unwatch() {
@@ -121,12 +123,11 @@ void FileFollower::unwatch() {
   }
 }
 
-FileFollower::Action FileFollower::at_end(FILE* file) const {
+FileFollower::Action FileFollower::at_end(FILE* file, off_t position) const {
   struct stat open_file;
   if (fstat(fileno(file), &open_file) != 0) {
     return FA_WAIT;
   }
-  const off_t position = ftello(file);
   if (S_ISREG(open_file.st_mode) && position >= 0) {
     if (open_file.st_size > position) {
       return FA_READ;
@@ -143,12 +144,25 @@ FileFollower::Action FileFollower::at_end(FILE* file) const {
   return FA_WAIT;  // also while the path names nothing: a new file may yet appear there
 }
 
-void FileFollower::wait(FILE* file) {
+bool FileFollower::rewritten(FILE* file, off_t position, std::string_view before,
+                             std::size_t just_read) const {
+  if (!regular_file || before.empty()) {
+    return false;  // a pipe or device has no past to compare; nothing read before
+  }
+  const off_t from = position - static_cast<off_t>(just_read + before.size());
+  if (from < 0) {
+    return false;
+  }
+  std::string now(before.size(), '\0');
+  const ssize_t n = pread(fileno(file), now.data(), now.size(), from);
+  return n != static_cast<ssize_t>(now.size()) || now != before;
+}
+
+void FileFollower::wait(off_t position) {
   if (file_watch >= 0) {
     Inotify::instance().wait(file_watch, directory_watch, base_name, RECHECK_MS);
     return;
   }
-  const long long position = ftello(file);
   poll_delay_ms = position == last_position ? std::min(2 * poll_delay_ms, MAX_POLL_DELAY_MS) : 1;
   last_position = position;
   std::this_thread::sleep_for(std::chrono::milliseconds(poll_delay_ms));

@@ -9,8 +9,11 @@
 #ifndef PERFLIB_SRC_FILE_FOLLOWER_H
 #define PERFLIB_SRC_FILE_FOLLOWER_H
 
+#include <sys/types.h>
+
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 namespace perflib {
 
@@ -30,9 +33,13 @@ class FileFollower {
   FileFollower(const FileFollower&) = delete;
   FileFollower& operator=(const FileFollower&) = delete;
 
-  Action at_end(FILE* file) const;
+  // position: where the reader is in the open file.
+  Action at_end(FILE* file, off_t position) const;
+  // Whether the file was truncated and written again before the reader read just_read bytes at
+  // its position: the bytes before them are no longer before, the text the reader read there.
+  bool rewritten(FILE* file, off_t position, std::string_view before, std::size_t just_read) const;
   // Returns when the file or its path may have changed.
-  void wait(FILE* file);
+  void wait(off_t position);
   // The reader switched to a newly opened file.
   void watch(FILE* file);
 
@@ -46,6 +53,7 @@ class FileFollower {
   int directory_watch = -1;
   long long last_position = -1;  // where the previous wait started
   int poll_delay_ms = 0;
+  bool regular_file = false;  // the open file
 };
 
 }  // namespace perflib

@@ -1,22 +1,23 @@
 #include "perflib_bits/log_file.h"
 
+#include <unistd.h>
+
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
-#include <new>
 #include <stdexcept>
 #include <typeinfo>
 
-#include "decompressing_stream.h"
 #include "file_follower.h"
+#include "input_stream.h"
+#include "line_buffer.h"
 
 namespace perflib {
 
 LogFile::LogFile(const std::string& path, bool tail) {
   InputStream input = open_input_stream(path);
   // A compressed file does not grow: even in tail mode it ends where its text ends.
-  init(input.file, tail && !input.compressed, path);
-  decompression_error = std::move(input.error);
+  init(input.file, tail && !input.decoding, path);
+  take(input);
 }
 
 LogFile::LogFile(FILE* stream, bool tail) {
@@ -25,7 +26,6 @@ LogFile::LogFile(FILE* stream, bool tail) {
 
 LogFile::~LogFile() {
   do_destruct();
-  std::free(line);
 }
 
 void LogFile::init(FILE* stream, bool tail, const std::string& name) {
@@ -35,11 +35,23 @@ void LogFile::init(FILE* stream, bool tail, const std::string& name) {
   }
   this->tail = tail;
   this->name = name;
+  lines = std::make_unique<LineBuffer>(name);
   follower = tail ? std::make_unique<FileFollower>(name, file) : nullptr;
+}
+
+// Takes over a stream open_input_stream opened (file is already set to it).
+void LogFile::take(InputStream& input) {
+  decoding = std::move(input.decoding);
+  own_descriptor = !decoding;
+  lines->clear();
+  std::memcpy(lines->room(), input.head.data(), input.head.size());
+  lines->added(input.head.size());
+  ended = failed = false;
 }
 
 void LogFile::close() {
   std::fclose(file);
+  decoding.reset();  // after the stream that reads from it
 }
 
 void LogFile::do_destruct() {
@@ -64,55 +76,84 @@ RecordPtr LogFile::make_record(const std::shared_ptr<Context>& layout, char* tex
   return std::make_shared<Record>(layout, text);
 }
 
-ssize_t LogFile::read_line() {
-  if (!tail) {
-    return getdelim(&line, &capacity, '\n', file);
+// Reads the next block into the line buffer: the byte count, 0 at the end of the file, -1 when
+// the read failed.
+ssize_t LogFile::read_block() {
+  char* to = lines->room();
+  const std::size_t size = lines->room_size();
+  const std::string_view before = lines->recent();
+  ssize_t n;
+  if (own_descriptor) {
+    do {
+      n = ::read(fileno(file), to, size);
+    } while (n < 0 && errno == EINTR);
+  } else {
+    std::clearerr(file);  // a stream in tail mode may have grown since its end was seen
+    const std::size_t got = std::fread(to, 1, size, file);
+    n = got > 0 ? static_cast<ssize_t>(got) : std::ferror(file) ? -1 : 0;
   }
-  // A line the writer has not finished when the reader reaches the end of the file is kept and
-  // completed by what follows: a write can reach the reader in parts.
-  for (;;) {
-    std::clearerr(file);
-    ssize_t length = getdelim(&line, &capacity, '\n', file);
-    if (!std::feof(file)) {
-      std::clearerr(file);
-      return unfinished.empty() || length <= 0 ? length : finish_line(length);
-    }
-    if (length > 0) {
-      unfinished.append(line, static_cast<std::size_t>(length));
-    }
-    follow();
-    if (!tail) {
-      return read_line();  // the path now names a compressed file
-    }
+  if (n > 0 && follower
+      && follower->rewritten(file, position(), before, static_cast<std::size_t>(n))) {
+    start_over();
+    return read_block();
   }
+  if (n > 0) {
+    lines->added(static_cast<std::size_t>(n));
+  }
+  return n;
 }
 
-ssize_t LogFile::finish_line(ssize_t length) {
-  unfinished.append(line, static_cast<std::size_t>(length));
-  if (capacity <= unfinished.size()) {
-    char* larger = static_cast<char*>(std::realloc(line, unfinished.size() + 1));
-    if (larger == nullptr) {
-      throw std::bad_alloc();
+// Where the reader is in the open file. The stream of a file opened here buffers nothing, but it
+// does not see the reads made on its descriptor.
+off_t LogFile::position() const {
+  return own_descriptor ? lseek(fileno(file), 0, SEEK_CUR) : ftello(file);
+}
+
+void LogFile::start_over() {
+  lines->clear();  // a line the old text left unfinished will never be finished
+  std::rewind(file);
+}
+
+// The next line, or nullptr at the end of the input (not in tail mode) and after a failed read.
+// In tail mode a line the writer has not finished when the reader reaches the end of the file is
+// kept and completed by what follows: a write can reach the reader in parts.
+char* LogFile::read_line() {
+  for (;;) {
+    std::size_t length;
+    if (char* line = lines->next_line(length)) {
+      return line;
     }
-    line = larger;
-    capacity = unfinished.size() + 1;
+    if (failed) {
+      return nullptr;
+    }
+    if (ended) {
+      return lines->rest(length);
+    }
+    const ssize_t n = read_block();
+    if (n < 0) {
+      failed = true;
+      if (decoding) {  // not even the part of a line before the damage is used
+        throw std::runtime_error("File read error: " + name + ": " + decoding->error());
+      }
+    } else if (n == 0) {
+      if (tail) {
+        follow();
+      } else {
+        ended = true;
+      }
+    }
   }
-  std::memcpy(line, unfinished.c_str(), unfinished.size() + 1);
-  length = static_cast<ssize_t>(unfinished.size());
-  unfinished.clear();
-  return length;
 }
 
 void LogFile::follow() {
-  switch (follower->at_end(file)) {
+  switch (follower->at_end(file, position())) {
     case FileFollower::FA_READ:
       return;
     case FileFollower::FA_REWIND:
-      unfinished.clear();  // the writer started over: that line will never be finished
-      std::rewind(file);
+      start_over();
       return;
     case FileFollower::FA_WAIT:
-      follower->wait(file);
+      follower->wait(position());
       return;
     case FileFollower::FA_REOPEN:
       break;
@@ -124,13 +165,12 @@ void LogFile::follow() {
     }
     throw std::runtime_error("Unable to open file: " + name);
   }
-  unfinished.clear();  // what the old file left unfinished stays so
-  close();
+  close();  // what the old file left unfinished stays so
   file = next.file;
-  if (next.compressed) {  // it does not grow: read to its end, it ends this input
+  take(next);
+  if (decoding) {  // it does not grow: read to its end, it ends this input
     tail = false;
     follower.reset();
-    decompression_error = std::move(next.error);
     return;
   }
   follower->watch(file);
@@ -138,17 +178,7 @@ void LogFile::follow() {
 
 RecordPtr LogFile::read_next() {
   std::shared_ptr<Context> layout;
-  for (;;) {
-    if (std::ferror(file) || (!tail && std::feof(file))) {
-      break;
-    }
-    const ssize_t length = read_line();
-    if (decompression_error && std::ferror(file)) {  // not even a part of a line is used then
-      throw std::runtime_error("File read error: " + name + ": " + decompression_error());
-    }
-    if (length <= 0) {
-      break;
-    }
+  while (char* line = read_line()) {
     if (line[0] == '#') {
       layout = std::make_shared<Context>(line);
       continue;

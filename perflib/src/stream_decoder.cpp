@@ -2,8 +2,8 @@
 
 #include <isa-l/igzip_lib.h>
 #include <lzma.h>
-#define ZSTD_STATIC_LINKING_ONLY  // the block-level decoding interface
 #include <zstd.h>
+#include <zstd_errors.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -21,6 +21,8 @@ namespace {
 // The most history a stream may ask for: xz -9 needs 65 MiB, and zstd's own default limit on
 // its window is the same 128 MiB. A stream that asks for more is refused rather than allocated.
 constexpr std::uint64_t HISTORY_LIMIT = 128 << 20;
+constexpr int HISTORY_LOG_LIMIT = 27;
+static_assert(HISTORY_LIMIT == std::uint64_t{1} << HISTORY_LOG_LIMIT);
 
 // Moves both buffers past what a decode call consumed and produced.
 void advance(DecodeBuffers& b, std::size_t consumed, std::size_t produced) {
@@ -82,127 +84,46 @@ class GzipDecoder : public StreamDecoder {
   inflate_state state;
 };
 
-// zstd through the library's block-level interface, which decodes each block straight into the
-// ring the reader reads from and finds its history there, rather than in a window of its own that
-// output would be copied out of: one copy and one window less per file.
+// zstd through the library's streaming interface, which keeps the frame's window itself.
 class ZstdDecoder : public StreamDecoder {
  public:
-  ZstdDecoder() : context(ZSTD_createDCtx()) {
+  ZstdDecoder() : context(ZSTD_createDStream()) {
     if (context == nullptr) {
       throw std::bad_alloc();
     }
+    // The library's own default, set here so the limit and the message below stay together.
+    check(ZSTD_DCtx_setParameter(context, ZSTD_d_windowLogMax, HISTORY_LOG_LIMIT));
   }
-  ~ZstdDecoder() override { ZSTD_freeDCtx(context); }
+  ~ZstdDecoder() override { ZSTD_freeDStream(context); }
   ZstdDecoder(const ZstdDecoder&) = delete;
   ZstdDecoder& operator=(const ZstdDecoder&) = delete;
 
-  // Returns after each block that gives text, so the reader sees it at once.
   void decode(DecodeBuffers& b, bool /*input_ended*/) override {
-    for (;;) {
-      if (!in_frame && !start_frame(b)) {
-        return;
-      }
-      const std::size_t size = ZSTD_nextSrcSizeToDecompress(context);
-      if (size == 0) {
-        in_frame = false;  // the frame and its checksum are complete
-        continue;
-      }
-      if (ZSTD_nextInputType(context) == ZSTDnit_block && b.out_size < block_max) {
-        return;
-      }
-      const unsigned char* src = take(b, size);
-      if (src == nullptr) {
-        return;  // more input is needed
-      }
-      const std::size_t produced = ZSTD_decompressContinue(context, b.out, b.out_size, src, size);
-      check(produced);
-      advance(b, 0, produced);
-      if (produced > 0) {
-        return;
-      }
+    ZSTD_inBuffer in{b.in, b.in_size, 0};
+    ZSTD_outBuffer out{b.out, b.out_size, 0};
+    const std::size_t result = ZSTD_decompressStream(context, &out, &in);
+    advance(b, in.pos, out.pos);
+    check(result);
+    if (in.pos > 0 || out.pos > 0) {
+      frame_done = result == 0;  // 0: a frame is complete and all its text delivered
     }
   }
 
-  bool at_end() const override { return !in_frame && staged == 0; }
-  std::size_t room() const override { return std::max<std::size_t>(block_max, 1); }
-  std::size_t ring_size() const override { return ring; }
+  bool at_end() const override { return frame_done; }
 
  private:
-  // Reads the header of the next frame into the stage; false until all of it is there.
-  bool start_frame(DecodeBuffers& b) {
-    ZSTD_frameHeader header;
-    std::size_t result;
-    while ((result = ZSTD_getFrameHeader(&header, stage.data(), staged)) > 0
-           && !ZSTD_isError(result)) {
-      if (b.in_size == 0) {
-        return false;
-      }
-      const std::size_t n = std::min(result - staged, b.in_size);
-      stage_input(b, n);
+  static void check(std::size_t result) {
+    if (!ZSTD_isError(result)) {
+      return;
     }
-    check(result);
-    if (header.frameType == ZSTD_frame && header.windowSize > HISTORY_LIMIT) {
+    if (ZSTD_getErrorCode(result) == ZSTD_error_frameParameter_windowTooLarge) {
       throw std::runtime_error("zstd data needs more than 128 MiB of memory to decode");
     }
-    block_max = header.frameType == ZSTD_frame ? header.blockSizeMax : 0;
-    ring = header.frameType == ZSTD_frame
-               ? ZSTD_decodingBufferSize_min(header.windowSize, header.frameContentSize)
-               : 0;
-    check(ring);
-    check(ZSTD_decompressBegin(context));
-    in_frame = true;
-    return true;
+    throw std::runtime_error(std::string("corrupt zstd data (") + ZSTD_getErrorName(result) + ")");
   }
 
-  // The next size bytes of input in one piece: straight from the input when they are there,
-  // else gathered in the stage; nullptr while they are not all there yet.
-  const unsigned char* take(DecodeBuffers& b, std::size_t size) {
-    if (staged == used && b.in_size >= size) {
-      staged = used = 0;
-      const unsigned char* src = b.in;
-      advance(b, size, 0);
-      return src;
-    }
-    if (staged - used < size) {
-      stage_input(b, std::min(size - (staged - used), b.in_size));
-      if (staged - used < size) {
-        return nullptr;
-      }
-    }
-    const unsigned char* src = stage.data() + used;
-    used += size;
-    if (used == staged) {
-      staged = used = 0;
-    }
-    return src;
-  }
-
-  void stage_input(DecodeBuffers& b, std::size_t n) {
-    if (stage.size() < staged + n) {
-      std::memmove(stage.data(), stage.data() + used, staged - used);
-      staged -= used;
-      used = 0;
-      stage.resize(std::max(stage.size(), staged + n));
-    }
-    std::memcpy(stage.data() + staged, b.in, n);
-    staged += n;
-    advance(b, n, 0);
-  }
-
-  static void check(std::size_t result) {
-    if (ZSTD_isError(result)) {
-      throw std::runtime_error(std::string("corrupt zstd data (") + ZSTD_getErrorName(result)
-                               + ")");
-    }
-  }
-
-  ZSTD_DCtx* context;
-  std::vector<unsigned char> stage = std::vector<unsigned char>(ZSTD_FRAMEHEADERSIZE_MAX);
-  std::size_t staged = 0;  // bytes in the stage
-  std::size_t used = 0;    // of which already decoded
-  bool in_frame = false;
-  std::size_t block_max = 0;
-  std::size_t ring = 0;
+  ZSTD_DStream* context;
+  bool frame_done = false;
 };
 
 class XzDecoder : public StreamDecoder {

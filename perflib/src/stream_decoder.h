@@ -17,9 +17,8 @@ struct DecodeBuffers {
 };
 
 // One compressed stream being decoded. Concatenated gzip members, zstd frames and xz streams
-// read as one stream. Memory does not grow with the data: gzip and xz keep their history window
-// inside the decoder; zstd reads its history back from its own earlier output, which therefore
-// has to stay in place in a ring of ring_size() bytes (see below).
+// read as one stream. Each decoder keeps the history window its format needs inside itself, so
+// output may go anywhere and memory does not grow with the data.
 class StreamDecoder {
  public:
   virtual ~StreamDecoder() = default;
@@ -29,13 +28,6 @@ class StreamDecoder {
   // Whether the data decoded so far ends a complete member, frame or stream and all its output
   // has been delivered: where the input may end without being truncated.
   virtual bool at_end() const = 0;
-  // The contiguous output room a decode call needs to make progress.
-  virtual std::size_t room() const { return 1; }
-  // 0, or the size of the ring the output has to be written into: each decode call then writes
-  // right after the previous one's output, or at the start of the ring when the room left before
-  // its end is less than room(); output stays untouched until it is that far behind. Known once
-  // the header of a frame has been decoded; it changes only between frames.
-  virtual std::size_t ring_size() const { return 0; }
 };
 
 // The longest signature looked at.

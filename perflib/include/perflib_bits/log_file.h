@@ -4,7 +4,13 @@
 // line is read once it is complete (a writer's line can reach the reader in parts). It follows
 // the path as `tail -F` does: when the path names a new file (the old one renamed or deleted), it
 // reads what remains of the old one and goes on from the start of the new one; when the file is
-// truncated in place, it starts again from the top, keeping its layout.
+// truncated in place, it starts again from the top, keeping its layout. A file counts as
+// truncated when it is shorter than what was read, and also when the bytes just before the
+// reader's position are no longer those it read (truncated and written past that point while
+// the reader looked elsewhere): no byte of the new text is taken to continue the old.
+//
+// A line longer than 16 MiB ends the input with an error (see read_next), so a file without line
+// ends cannot take all memory. Plain files opened by path are read in blocks of 128 KiB or more.
 //
 // Opened by path, a file that begins with the signature of a gzip, zstd or xz stream is read as
 // its decompressed text (concatenated gzip members, zstd frames and xz streams one after
@@ -28,7 +34,10 @@
 
 namespace perflib {
 
+class DecodingThread;
 class FileFollower;
+struct InputStream;
+class LineBuffer;
 
 class PERFLIB_EXPORT LogFile {
  public:
@@ -43,7 +52,8 @@ class PERFLIB_EXPORT LogFile {
   // mode a read error throws std::runtime_error "File read error", and a new file at the path that
   // cannot be opened "Unable to open file: <path>".
   // A compressed file that is truncated or corrupt throws, in either mode, "File read error:
-  // <path>: <reason>" once the lines before the damage have been returned.
+  // <path>: <reason>" once the lines before the damage have been returned. A line longer than
+  // 16 MiB throws "<path>: line <n> is longer than 16 MiB" (n counts from 1 at the file's top).
   virtual RecordPtr read_next();
   // Time of the record returned last; 0 before the first and after the end.
   virtual std::int64_t get_prev_time();
@@ -59,14 +69,18 @@ class PERFLIB_EXPORT LogFile {
 
  private:
   RecordPtr make_record(const std::shared_ptr<Context>& layout, char* line);
-  ssize_t read_line();
-  ssize_t finish_line(ssize_t length);
+  char* read_line();
+  ssize_t read_block();
+  off_t position() const;
+  void start_over();
   void follow();
-  std::unique_ptr<FileFollower> follower;  // in tail mode
-  std::string unfinished;                  // in tail mode, the start of a line still being written
-  char* line = nullptr;                    // getdelim's buffer, kept across calls
-  std::size_t capacity = 0;
-  std::function<std::string()> decompression_error;  // set for a compressed file only
+  void take(InputStream& input);
+  std::unique_ptr<LineBuffer> lines;
+  std::unique_ptr<FileFollower> follower;    // in tail mode
+  std::unique_ptr<DecodingThread> decoding;  // for a compressed file: decompresses it
+  bool own_descriptor = false;  // a plain file opened here: read with read(2), in large blocks
+  bool ended = false;           // the end of the file was read (not in tail mode)
+  bool failed = false;          // a read failed
 };
 
 }  // namespace perflib
