@@ -87,8 +87,7 @@ mark_as_advanced(VEXIL_DPKG_SHLIBDEPS)
 if(VEXIL_DPKG_SHLIBDEPS)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 else()
-  # Without dpkg-dev the runtime libraries are named by hand (zstd: the block-level interface
-  # as this release has it).
-  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6, libgcc-s1, libstdc++6, libisal2, libzstd1 (>= 1.5.4), liblzma5")
+  # Without dpkg-dev the runtime libraries are named by hand.
+  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6, libgcc-s1, libstdc++6, libisal2, libzstd1, liblzma5")
 endif()
 include(CPack)
