@@ -39,7 +39,9 @@ void LineBuffer::added(std::size_t n) {
 
 char* LineBuffer::next_line(std::size_t& length) {
   restore_newline();
-  const char* newline = static_cast<const char*>(std::memchr(bytes + scanned, '\n', end - scanned));
+  const char* newline =
+      scanned == end ? nullptr
+                     : static_cast<const char*>(std::memchr(bytes + scanned, '\n', end - scanned));
   const std::size_t stop = newline == nullptr ? end : static_cast<std::size_t>(newline - bytes);
   if (stop - begin > LINE_LIMIT) {
     throw std::runtime_error(name + ": line " + std::to_string(lines + 1)
