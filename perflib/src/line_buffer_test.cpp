@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -49,32 +48,6 @@ TEST(LineBufferTest, SplitsLikeTheWholeTextWhateverThePiecesAndRemembersTheRecen
       at += n;
     }
     EXPECT_EQ(lines, expected);
-  }
-}
-
-// A line of exactly the limit is taken; one byte more is refused, named by its number, whether
-// its end has been read or not.
-TEST(LineBufferTest, RefusesALineOverTheLimit) {
-  for (bool ended : {true, false}) {
-    LineBuffer buffer("big.csv");
-    std::string text = "1,2\n" + std::string(LineBuffer::LINE_LIMIT, ',') + "\n";
-    text += std::string(LineBuffer::LINE_LIMIT + 1, ',') + (ended ? "\n" : "");
-    std::size_t length = 0, at = 0, taken = 0;
-    try {
-      for (;;) {
-        while (buffer.next_line(length) != nullptr) {
-          ++taken;
-        }
-        const std::size_t n = std::min(buffer.room_size(), text.size() - at);
-        text.copy(buffer.room(), n, at);
-        buffer.added(n);
-        at += n;
-        ASSERT_LE(buffer.room_size() + at, text.size() + 2 * LineBuffer::BLOCK_SIZE);
-      }
-    } catch (const std::runtime_error& e) {
-      EXPECT_STREQ(e.what(), "big.csv: line 3 is longer than 16 MiB");
-    }
-    EXPECT_EQ(taken, 2u);
   }
 }
 
