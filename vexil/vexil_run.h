@@ -11,6 +11,7 @@
 #include "bucket.h"
 #include "open_file_limit.h"
 #include "output_check.h"
+#include "output_file.h"
 #include "perflib"
 #include "vexil_file.h"
 
@@ -26,8 +27,12 @@ class VexilRun {
       : args(args), bucket_map(make_bucket, args.bucket_size, last_printed) {}
   virtual ~VexilRun() = default;
 
-  // Opens every input in command-line order; the first that cannot be opened stops the run.
+  // Opens the output file, if one is given, then every input in command-line order; the first
+  // that cannot be opened stops the run.
   void open_files() {
+    if (args.output) {
+      open_output_file(*args.output);
+    }
     raise_open_file_limit();
     for (const std::string& path : args.paths) {
       files.push_back(file_factory(path, args.tail, bucket_map));
