@@ -13,6 +13,7 @@
 #include "output_check.h"
 #include "output_file.h"
 #include "perflib"
+#include "stop_signals.h"
 #include "vexil_file.h"
 
 namespace vexil {
@@ -30,6 +31,7 @@ class VexilRun {
   // Opens the output file, if one is given, then every input in command-line order; the first
   // that cannot be opened stops the run.
   void open_files() {
+    stop_signals::install(args.tail);
     if (args.output) {
       open_output_file(*args.output);
     }
@@ -51,6 +53,7 @@ class VexilRun {
       read_one_each(supplemental_files);
       bucket_map.flush_ready(files, supplemental_files, args.tail);
       check_output(stdout, false);  // a failed write ends the run, not only at its end
+      stop_signals::stop_if_asked();
     }
   }
 

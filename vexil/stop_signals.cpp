@@ -1,0 +1,76 @@
+#include "stop_signals.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+
+namespace vexil::stop_signals {
+
+namespace {
+
+// What a signal does now: kIdle, end the run at once; kPrinting, be held. A held signal is its
+// number (positive), until it is acted on.
+constexpr int kIdle = 0;
+constexpr int kPrinting = -1;
+std::atomic<int> state{kIdle};
+static_assert(std::atomic<int>::is_always_lock_free);
+
+bool always_hold = false;  // set before the handlers exist, read by the main thread only
+
+extern "C" void on_signal(int signal) {
+  int seen = state.load();
+  while (seen == kPrinting && !state.compare_exchange_weak(seen, signal)) {
+  }
+  if (seen == kIdle) {
+    _exit(128 + signal);
+  }
+}
+
+[[noreturn]] void stop(int signal) {
+  std::fflush(stdout);
+  _exit(128 + signal);
+}
+
+}  // namespace
+
+void install(bool line_buffered) {
+  always_hold = !line_buffered;
+  state.store(always_hold ? kPrinting : kIdle);
+  struct sigaction action {};
+  action.sa_handler = on_signal;
+  sigemptyset(&action.sa_mask);
+  sigaddset(&action.sa_mask, SIGTERM);
+  sigaddset(&action.sa_mask, SIGINT);
+  // A write interrupted by a held signal goes on: the line it belongs to is finished.
+  action.sa_flags = SA_RESTART;
+  for (const int signal : {SIGTERM, SIGINT}) {
+    struct sigaction before {};
+    if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
+      sigaction(signal, &action, nullptr);
+    }
+  }
+}
+
+Printing::Printing() {
+  if (!always_hold) {
+    state.store(kPrinting);
+  }
+}
+
+Printing::~Printing() {
+  const int held = always_hold ? state.load() : state.exchange(kIdle);
+  if (held > 0) {
+    stop(held);
+  }
+}
+
+void stop_if_asked() {
+  const int held = state.load();
+  if (held > 0) {
+    stop(held);
+  }
+}
+
+}  // namespace vexil::stop_signals
