@@ -96,12 +96,12 @@ TEST_F(TailTest, ManyInputsOpenUnderALowSoftLimit) {
 // output is blocked (the pipe is not read) in the middle of a line far longer than any buffer, or
 // in tail mode while the run waits for the file to grow.
 TEST_F(TailTest, SigtermEndsTheOutputAfterAWholeLine) {
-  std::string header = "#timestamp", row;
+  std::string text = "#timestamp", row;
   for (int c = 0; c < 3000; ++c) {
-    header += ",c" + std::to_string(c);
+    text += ",c" + std::to_string(c);
     row += ",12345";
   }
-  std::string text = header + "\n";
+  text += '\n';
   for (int t = 0; t < 40; ++t) {
     text += std::to_string(t) + row + "\n";
   }

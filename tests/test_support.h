@@ -136,23 +136,14 @@ class Spawned {
   // Sends sig, reads the output to its end and returns the exit status (128 + signal if killed).
   int stop(int sig) {
     kill(pid_, sig);
-    for (char buffer[4096];;) {
-      const ssize_t n = ::read(out_, buffer, sizeof buffer);
-      if (n == 0) {
-        break;
-      } else if (n > 0) {
-        got_.append(buffer, static_cast<std::size_t>(n));
-      } else {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-      }
-    }
+    read(SIZE_MAX, std::chrono::minutes(1));
     int status = 0;
     waitpid(pid_, &status, 0);
     pid_ = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   }
 
-  // Everything printed so far, waiting up to limit for it to reach size bytes.
+  // Everything printed so far, waiting up to limit for it to reach size bytes or its end.
   std::string read(std::size_t size, std::chrono::milliseconds limit) {
     const auto until = std::chrono::steady_clock::now() + limit;
     while (got_.size() < size && std::chrono::steady_clock::now() < until) {
@@ -160,6 +151,8 @@ class Spawned {
       const ssize_t n = ::read(out_, buffer, sizeof buffer);
       if (n > 0) {
         got_.append(buffer, static_cast<std::size_t>(n));
+      } else if (n == 0) {
+        break;  // the program has ended
       } else {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
       }
