@@ -17,7 +17,7 @@ constexpr int kPrinting = -1;
 std::atomic<int> state{kIdle};
 static_assert(std::atomic<int>::is_always_lock_free);
 
-bool always_hold = false;  // set before the handlers exist, read by the main thread only
+bool always_hold = false;  // main thread only
 
 extern "C" void on_signal(int signal) {
   int seen = state.load();
@@ -35,9 +35,7 @@ extern "C" void on_signal(int signal) {
 
 }  // namespace
 
-void install(bool line_buffered) {
-  always_hold = !line_buffered;
-  state.store(always_hold ? kPrinting : kIdle);
+void install() {
   struct sigaction action {};
   action.sa_handler = on_signal;
   sigemptyset(&action.sa_mask);
@@ -51,6 +49,11 @@ void install(bool line_buffered) {
       sigaction(signal, &action, nullptr);
     }
   }
+}
+
+void set_line_buffered(bool line_buffered) {
+  always_hold = !line_buffered;
+  state.store(always_hold ? kPrinting : kIdle);
 }
 
 Printing::Printing() {

@@ -15,9 +15,14 @@
 
 namespace vexil::stop_signals {
 
-// Installs the handlers; line_buffered tells whether standard output is (tail mode). A signal
-// that was ignored when the program started (a background job of a script) stays ignored.
-void install(bool line_buffered);
+// Installs the handlers, once, in the program's main: a program that runs the merge otherwise (a
+// fuzz target) keeps its own. A signal that was ignored when the program started (a background
+// job of a script) stays ignored.
+void install();
+
+// Tells whether standard output is line-buffered (tail mode) from now on; until then it is taken
+// to be, which is right as long as nothing has been printed.
+void set_line_buffered(bool line_buffered);
 
 // Held over the printing of one bucket; when it ends, a signal held meanwhile ends the run.
 class Printing {

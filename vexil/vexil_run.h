@@ -31,7 +31,6 @@ class VexilRun {
   // Opens the output file, if one is given, then every input in command-line order; the first
   // that cannot be opened stops the run.
   void open_files() {
-    stop_signals::install(args.tail);
     if (args.output) {
       open_output_file(*args.output);
     }
@@ -48,6 +47,7 @@ class VexilRun {
     if (args.tail) {
       std::setvbuf(stdout, nullptr, _IOLBF, 0);  // each merged line reaches a pipe at once
     }
+    stop_signals::set_line_buffered(args.tail);
     while (!files.empty() || !supplemental_files.empty()) {
       read_one_each(files);
       read_one_each(supplemental_files);
