@@ -19,18 +19,18 @@ static_assert(std::atomic<int>::is_always_lock_free);
 
 bool always_hold = false;  // main thread only
 
-extern "C" void on_signal(int signal) {
+extern "C" void on_signal(int number) {
   int seen = state.load();
-  while (seen == kPrinting && !state.compare_exchange_weak(seen, signal)) {
+  while (seen == kPrinting && !state.compare_exchange_weak(seen, number)) {
   }
   if (seen == kIdle) {
-    _exit(128 + signal);
+    _exit(128 + number);
   }
 }
 
-[[noreturn]] void stop(int signal) {
+[[noreturn]] void stop(int number) {
   std::fflush(stdout);
-  _exit(128 + signal);
+  _exit(128 + number);
 }
 
 }  // namespace
@@ -43,10 +43,10 @@ void install() {
   sigaddset(&action.sa_mask, SIGINT);
   // A write interrupted by a held signal goes on: the line it belongs to is finished.
   action.sa_flags = SA_RESTART;
-  for (const int signal : {SIGTERM, SIGINT}) {
+  for (const int number : {SIGTERM, SIGINT}) {
     struct sigaction before {};
-    if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
-      sigaction(signal, &action, nullptr);
+    if (sigaction(number, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
+      sigaction(number, &action, nullptr);
     }
   }
 }
