@@ -4,7 +4,8 @@
 # lib/libperflib.so with its SONAME link and development link, the public headers under include/,
 # the CMake package under lib/cmake/perflib, lib/pkgconfig/perflib.pc, the manual pages under
 # share/man/man1, the bash completions under share/bash-completion/completions and the example
-# unit file share/doc/vexil/examples/vexil.service. Nothing installed
+# unit file share/doc/vexil/examples/vexil.service with the system user it runs as,
+# lib/sysusers.d/vexil.conf. Nothing installed
 # records the build tree or the configure-time prefix, so the same build installs correctly into
 # any prefix given to `cmake --install --prefix` and into the Debian package built by CPack.
 include(CMakePackageConfigHelpers)
@@ -28,9 +29,13 @@ install(FILES "${PROJECT_SOURCE_DIR}/docs/vexil.1" "${PROJECT_SOURCE_DIR}/docs/v
 # bash-completion loads a command's completion from a file named after the command.
 install(FILES "${PROJECT_SOURCE_DIR}/completions/vexil" "${PROJECT_SOURCE_DIR}/completions/vexil-plot"
   DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
-# An example unit file for running vexil -t as a service.
+# An example unit file for running vexil -t as a service, and its system user: systemd-sysusers
+# reads lib/sysusers.d (not the multiarch library directory), where the package's postinst finds
+# it.
 install(FILES "${PROJECT_SOURCE_DIR}/examples/systemd/vexil.service"
   DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples")
+install(FILES "${PROJECT_SOURCE_DIR}/examples/systemd/vexil.sysusers"
+  DESTINATION lib/sysusers.d RENAME vexil.conf)
 
 # find_package(perflib) and perflib::perflib.
 install(EXPORT perflibTargets NAMESPACE perflib:: DESTINATION "${PERFLIB_CMAKE_DIR}")
@@ -82,6 +87,10 @@ set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS gnuplot-nox)
 # The shlibs file and the ldconfig trigger that go with a shared library.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+# postinst makes the system user of the example unit (and runs ldconfig); mode 0755 whatever the
+# checkout gave it.
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/cmake/debian/postinst")
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 find_program(VEXIL_DPKG_SHLIBDEPS dpkg-shlibdeps)
 mark_as_advanced(VEXIL_DPKG_SHLIBDEPS)
 if(VEXIL_DPKG_SHLIBDEPS)

@@ -24,3 +24,16 @@ add_test(NAME man_page_renders
     [ -z "$warnings" ] || { printf '%s\n' "$warnings"; exit 1; }]=]
     "${PROJECT_SOURCE_DIR}/docs/vexil.1" "${PROJECT_SOURCE_DIR}/docs/vexil-plot.1")
 set_tests_properties(man_page_renders PROPERTIES SKIP_RETURN_CODE 77)
+
+# The example unit file passes systemd-analyze verify without a warning (on a copy whose
+# ExecStart= names the vexil just built), and the system user it runs as is well defined.
+add_test(NAME systemd_unit_verifies
+  COMMAND sh -c [=[
+    command -v systemd-analyze >/dev/null || { echo "systemd-analyze is not installed"; exit 77; }
+    dir=$(mktemp -d) && trap 'rm -rf "$dir"' EXIT
+    sed "s|/usr/bin/vexil|$1|" "$0/vexil.service" >"$dir/vexil.service"
+    warnings=$(systemd-analyze verify --man=no "$dir/vexil.service" 2>&1) && [ -z "$warnings" ] \
+      || { printf '%s\n' "$warnings"; exit 1; }
+    systemd-sysusers --dry-run --root="$dir" "$0/vexil.sysusers" >/dev/null]=]
+    "${PROJECT_SOURCE_DIR}/examples/systemd" "$<TARGET_FILE:vexil>")
+set_tests_properties(systemd_unit_verifies PROPERTIES SKIP_RETURN_CODE 77)

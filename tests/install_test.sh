@@ -26,7 +26,8 @@ for file in bin/vexil "$libdir/libperflib.so.$version" "$libdir/libperflib.so" i
   include/perflib_bits/record.h include/perflib_legacy.h "$libdir/cmake/perflib/perflibConfig.cmake" \
   "$libdir/cmake/perflib/perflibConfigVersion.cmake" "$libdir/pkgconfig/perflib.pc" \
   share/man/man1/vexil.1 bin/vexil-plot share/man/man1/vexil-plot.1 \
-  share/bash-completion/completions/vexil share/bash-completion/completions/vexil-plot; do
+  share/bash-completion/completions/vexil share/bash-completion/completions/vexil-plot \
+  lib/sysusers.d/vexil.conf; do
   [ -e "$prefix/$file" ] || fail "not installed: $file"
 done
 # Every header the chief header includes is installed beside it.

@@ -106,6 +106,42 @@ TEST_F(TailTest, ManyInputsOpenUnderALowSoftLimit) {
   EXPECT_EQ(r.err, "");
 }
 
+// SIGTERM ends a run with status 143 after a whole line, whenever it comes: at once, while the
+// output is blocked (the pipe is not read) in the middle of a line far longer than any buffer, or
+// in tail mode while the run waits for the file to grow.
+TEST_F(TailTest, SigtermEndsTheOutputAfterAWholeLine) {
+  std::string text = "#timestamp", row;
+  for (int c = 0; c < 3000; ++c) {
+    text += ",c" + std::to_string(c);
+    row += ",12345";
+  }
+  text += '\n';
+  for (int t = 0; t < 40; ++t) {
+    text += std::to_string(t) + row + "\n";
+  }
+  const std::string big = dir.write("big.csv", text);
+  const std::string all = test_support::run(VEXIL_BINARY, {"-T", "1", "-f", big}, dir.path()).out;
+  const std::string held_back = all.substr(0, all.rfind('\n', all.size() - 2) + 1);  // tail mode
+  for (const bool tail : {true, false}) {
+    for (const std::string moment : {"at once", "blocked", "idle"}) {
+      if (moment == "idle" && !tail) {
+        continue;  // a merge without -t never waits
+      }
+      SCOPED_TRACE((tail ? "tail mode, " : "") + moment);
+      Spawned run(VEXIL_BINARY, {tail ? "-t" : "-T1", "-T", "1", "-f", big});
+      if (moment == "blocked") {
+        std::this_thread::sleep_for(200ms);
+      } else if (moment == "idle") {
+        ASSERT_EQ(run.read(held_back.size(), 10s), held_back);
+      }
+      EXPECT_EQ(run.stop(SIGTERM), 143);
+      const std::string out = run.read(0, 0s);
+      EXPECT_TRUE(out.empty() || out.back() == '\n');
+      EXPECT_EQ(out, all.substr(0, out.size()));
+    }
+  }
+}
+
 TEST_F(TailTest, UnwritableOutputIsAnErrorInBothModes) {
   for (const std::vector<std::string>& args :
        {std::vector<std::string>{"-f", a}, {"-t", "-f", a}}) {

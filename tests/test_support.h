@@ -126,12 +126,24 @@ class Spawned {
     fcntl(out_, F_SETFL, O_NONBLOCK);
   }
   ~Spawned() {
-    kill(pid_, SIGKILL);
-    waitpid(pid_, nullptr, 0);
+    if (pid_ > 0) {
+      kill(pid_, SIGKILL);
+      waitpid(pid_, nullptr, 0);
+    }
     close(out_);
   }
 
-  // Everything printed so far, waiting up to limit for it to reach size bytes.
+  // Sends sig, reads the output to its end and returns the exit status (128 + signal if killed).
+  int stop(int sig) {
+    kill(pid_, sig);
+    read(SIZE_MAX, std::chrono::minutes(1));
+    int status = 0;
+    waitpid(pid_, &status, 0);
+    pid_ = -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  }
+
+  // Everything printed so far, waiting up to limit for it to reach size bytes or its end.
   std::string read(std::size_t size, std::chrono::milliseconds limit) {
     const auto until = std::chrono::steady_clock::now() + limit;
     while (got_.size() < size && std::chrono::steady_clock::now() < until) {
@@ -139,6 +151,8 @@ class Spawned {
       const ssize_t n = ::read(out_, buffer, sizeof buffer);
       if (n > 0) {
         got_.append(buffer, static_cast<std::size_t>(n));
+      } else if (n == 0) {
+        break;  // the program has ended
       } else {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
       }

@@ -7,6 +7,39 @@
 
 namespace vexil {
 
+namespace {
+
+// Options that have only a long name take values beyond every character, so getopt_long never
+// confuses them with a short option.
+enum LongOnly : int { kHelp = 256, kOutput };
+
+// The long options and their lines of the --help text, in the same order.
+const option long_options[] = {
+    {"help", no_argument, nullptr, kHelp},
+    {"output", required_argument, nullptr, kOutput},
+    {nullptr, 0, nullptr, 0},
+};
+const char long_help[] =
+    "long options:\n"
+    "   --help show this help and the long options\n"
+    "   --output output-file (instead of standard output; made anew at each start)\n"
+    "\n";
+
+// The last line of the message for a long option that getopt_long rejected (it has already
+// said why on stderr). optopt is 0 for a name it does not know, else the option's value.
+std::string long_option_error(char** argv) {
+  for (const option& o : long_options) {
+    if (o.name && o.val == optopt) {
+      return std::string(o.has_arg == no_argument ? "Option takes no argument: --"
+                                                  : "Option requires an argument: --")
+             + o.name;
+    }
+  }
+  return std::string("Unrecognized argument: ") + argv[optind - 1];
+}
+
+}  // namespace
+
 void Arguments::show_help() {
   std::fputs(
       "\nvexil v 7.0.0 \n"
@@ -30,12 +63,21 @@ void Arguments::parse(int argc, char** argv) {
   std::vector<std::string> log_dirs;
 
   optind = 0;  // full re-initialisation of getopt, so parse can run more than once
-  for (int option; (option = getopt(argc, argv, "hd:f:l:s:tT:")) != -1;) {
+  for (int option;
+       (option = getopt_long(argc, argv, "hd:f:l:s:tT:", long_options, nullptr)) != -1;) {
     switch (option) {
       case 'h':
         help = true;
         show_help();
         return;  // nothing after -h is read or checked
+      case kHelp:
+        help = true;
+        show_help();
+        std::fputs(long_help, stdout);
+        return;
+      case kOutput:
+        output = optarg;
+        break;
       case 'd':
         base = std::string(optarg) + "/";
         break;
@@ -59,8 +101,11 @@ void Arguments::parse(int argc, char** argv) {
         break;
       default:
         show_help();
-        throw std::runtime_error(std::string("Unrecognized argument: ")
-                                 + static_cast<char>(option));
+        // A short option is named by what getopt returned, '?', as it always has been.
+        throw std::runtime_error(optopt == 0 || optopt >= kHelp
+                                     ? long_option_error(argv)
+                                     : std::string("Unrecognized argument: ")
+                                           + static_cast<char>(option));
     }
   }
 

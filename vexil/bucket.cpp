@@ -1,5 +1,7 @@
 #include "bucket.h"
 
+#include "stop_signals.h"
+
 namespace vexil {
 
 std::int64_t bucket_start(std::int64_t t, int size) {
@@ -13,6 +15,7 @@ Bucket::~Bucket() {
   if (records.empty()) {
     return;
   }
+  const stop_signals::Printing printing;  // SIGTERM waits for the lines to be whole
   auto output = std::make_shared<perflib::Record>(std::make_shared<perflib::Context>(), nullptr);
   for (const perflib::RecordPtr& r : records) {
     output->multi_instance_accumulate(r);

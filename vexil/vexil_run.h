@@ -11,7 +11,9 @@
 #include "bucket.h"
 #include "open_file_limit.h"
 #include "output_check.h"
+#include "output_file.h"
 #include "perflib"
+#include "stop_signals.h"
 #include "vexil_file.h"
 
 namespace vexil {
@@ -26,8 +28,12 @@ class VexilRun {
       : args(args), bucket_map(make_bucket, args.bucket_size, last_printed) {}
   virtual ~VexilRun() = default;
 
-  // Opens every input in command-line order; the first that cannot be opened stops the run.
+  // Opens the output file, if one is given, then every input in command-line order; the first
+  // that cannot be opened stops the run.
   void open_files() {
+    if (args.output) {
+      open_output_file(*args.output);
+    }
     raise_open_file_limit();
     for (const std::string& path : args.paths) {
       files.push_back(file_factory(path, args.tail, bucket_map));
@@ -41,11 +47,13 @@ class VexilRun {
     if (args.tail) {
       std::setvbuf(stdout, nullptr, _IOLBF, 0);  // each merged line reaches a pipe at once
     }
+    stop_signals::set_line_buffered(args.tail);
     while (!files.empty() || !supplemental_files.empty()) {
       read_one_each(files);
       read_one_each(supplemental_files);
       bucket_map.flush_ready(files, supplemental_files, args.tail);
       check_output(stdout, false);  // a failed write ends the run, not only at its end
+      stop_signals::stop_if_asked();
     }
   }
 
