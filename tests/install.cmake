@@ -4,8 +4,6 @@
 set(install_test_flags "")
 if(VEXIL_SANITIZE)
   set(install_test_flags "-fsanitize=address,undefined -fno-sanitize-recover=all")
-elseif(VEXIL_TSAN)
-  set(install_test_flags "-fsanitize=thread")
 endif()
 foreach(mode find_package pkg-config)
   add_test(NAME install_consumer_${mode}
