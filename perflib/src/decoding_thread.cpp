@@ -9,10 +9,10 @@ namespace perflib {
 
 namespace {
 
-constexpr std::size_t RING_SIZE = 512 * 1024;
-// The most text one decode call writes, so the reader gets going early in a large ring.
-constexpr std::size_t CHUNK_SIZE = 128 * 1024;
-constexpr std::size_t INPUT_SIZE = 128 * 1024;
+constexpr std::size_t RING_SIZE = 256 * 1024;
+// The most text one decode call writes, so the reader gets going early.
+constexpr std::size_t CHUNK_SIZE = 64 * 1024;
+constexpr std::size_t INPUT_SIZE = 64 * 1024;
 
 }  // namespace
 
