@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Peak memory of a merge against the size of its input. A merge holds only the buckets still
 # open (those some input has not yet passed) and one pending record per input, so its peak RSS
-# should stay flat as the files grow.
+# should stay flat as the files grow. Last, the peak over input without line ends.
 #
 #   bench/memory.sh [MB...]        input sizes in MB (default: 100 1000), each merged from 4 and
 #                                  from 16 files of the same rows
@@ -54,4 +54,14 @@ for mb in "${sizes[@]}"; do
   for files in 4 16; do
     measure "$mb" "$files"
   done
+done
+
+# Input without line ends: the reader refuses a line over 16 MiB, so the peak stays under 64 MiB
+# (plain, and gzip that expands without end).
+for input in /dev/zero gzip; do
+  if [[ $input == gzip ]]; then
+    head -c 200000000 /dev/zero | gzip -1 >"$tmp/zeros.gz" && input=$tmp/zeros.gz
+  fi
+  /usr/bin/time -f %M -o "$tmp/rss" "$build/vexil/vexil" -f "$input" >/dev/null 2>&1 || true
+  printf 'no line ends, %-10s peak RSS %.1f MiB\n' "${input##*/}" "$(awk "BEGIN {print $(tail -n 1 "$tmp/rss") / 1024}")"
 done

@@ -4,7 +4,7 @@
 // the parsing, and memory stays the same whatever the size of the file: the decoder's own
 // history window plus the ring and an input buffer.
 //
-// Hand-over: the thread waits while the ring is full, and once it was full, until half of it is
+// Hand-over: the thread waits while the ring is full, and once it was full, until most of it is
 // free again, so it wakes seldom and decodes much in one go (switching between the files of a
 // merge costs more than decoding when the pieces are small). The reader waits while the ring is
 // empty and decoding goes on.
