@@ -5,38 +5,36 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "time_window.h"
+
 namespace vexil {
 
 namespace {
 
 // Options that have only a long name take values beyond every character, so getopt_long never
 // confuses them with a short option.
-enum LongOnly : int { kHelp = 256, kOutput };
+enum LongOnly : int { kHelp = 256, kOutput, kSince, kUntil, kVersion };
 
 // The long options and their lines of the --help text, in the same order.
 const option long_options[] = {
-    {"help", no_argument, nullptr, kHelp},
-    {"output", required_argument, nullptr, kOutput},
-    {nullptr, 0, nullptr, 0},
+    {"help", no_argument, nullptr, kHelp},         {"output", required_argument, nullptr, kOutput},
+    {"since", required_argument, nullptr, kSince}, {"until", required_argument, nullptr, kUntil},
+    {"version", no_argument, nullptr, kVersion},   {nullptr, 0, nullptr, 0},
 };
 const char long_help[] =
     "long options:\n"
     "   --help show this help and the long options\n"
     "   --output output-file (instead of standard output; made anew at each start)\n"
+    "   --since time, --until time\n"
+    "      merge only the rows with since <= time < until; a time is epoch seconds or\n"
+    "      ISO 8601 (2026-11-20T14:00:00Z, '2026-11-20 14:00+01:00', 2026-11-20),\n"
+    "      UTC unless it names its zone; with -t the run ends once every input has\n"
+    "      passed --until\n"
+    "   --version print the version\n"
+    " arguments that are not options are read as more files, each as typed\n"
+    " (vexil -f logs/engine*/perf_monitor.csv reads every engine)\n"
+    " files may be compressed with gzip, zstd or xz\n"
     "\n";
-
-// The last line of the message for a long option that getopt_long rejected (it has already
-// said why on stderr). optopt is 0 for a name it does not know, else the option's value.
-std::string long_option_error(char** argv) {
-  for (const option& o : long_options) {
-    if (o.name && o.val == optopt) {
-      return std::string(o.has_arg == no_argument ? "Option takes no argument: --"
-                                                  : "Option requires an argument: --")
-             + o.name;
-    }
-  }
-  return std::string("Unrecognized argument: ") + argv[optind - 1];
-}
 
 }  // namespace
 
@@ -99,30 +97,45 @@ void Arguments::parse(int argc, char** argv) {
           throw std::runtime_error(std::string("Invalid bucket size specified: ") + optarg);
         }
         break;
+      case kSince:
+        window.since = parse_time(optarg, "since");
+        break;
+      case kUntil:
+        window.until = parse_time(optarg, "until");
+        break;
+      case kVersion:
+        help = true;
+        std::fputs("vexil 7.0.0\n", stdout);
+        return;
       default:
+        // A long option: getopt_long said what is wrong with it on stderr.
+        if (optopt == 0 || optopt >= kHelp) {
+          throw std::runtime_error("Try 'vexil --help' for more information.");
+        }
         show_help();
         // A short option is named by what getopt returned, '?', as it always has been.
-        throw std::runtime_error(optopt == 0 || optopt >= kHelp
-                                     ? long_option_error(argv)
-                                     : std::string("Unrecognized argument: ")
-                                           + static_cast<char>(option));
+        throw std::runtime_error(std::string("Unrecognized argument: ")
+                                 + static_cast<char>(option));
     }
   }
 
-  if (file_names.empty()) {
+  if (file_names.empty() && optind == argc) {
     throw std::runtime_error("Filename must be specified with -f");
   }
-  if (log_dirs.empty()) {
-    for (const std::string& file_name : file_names) {
-      paths.push_back(base + file_name);
-    }
-    return;
+  if (window.since >= window.until) {
+    throw std::runtime_error("--since must be before --until");
+  }
+  if (log_dirs.empty() && !file_names.empty()) {
+    log_dirs.emplace_back();
   }
   for (const std::string& log_dir : log_dirs) {
     for (const std::string& file_name : file_names) {
       paths.push_back(base + log_dir + file_name);
     }
   }
+  // Arguments that are not options (getopt_long moved them to the end): more files, as typed,
+  // so that a shell's wildcard after -f reads every file it names.
+  paths.insert(paths.end(), argv + optind, argv + argc);
 }
 
 }  // namespace vexil

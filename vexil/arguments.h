@@ -7,14 +7,17 @@
 #include <string>
 #include <vector>
 
+#include "time_window.h"
+
 namespace vexil {
 
 class Arguments {
  public:
   virtual ~Arguments() = default;
 
-  // Reads the options with getopt_long (short ones "hd:f:l:s:tT:", long ones --help and
-  // --output) and builds the paths. Throws std::runtime_error for a user error; a -T value that
+  // Reads the options with getopt_long (short ones "hd:f:l:s:tT:", long ones --help,
+  // --output, --since, --until, --version) and builds the paths: the -d/-l/-f ones, then the
+  // arguments that are not options. Throws std::runtime_error for a user error; a -T value that
   // is not a number escapes as std::stoi's own exception, by design.
   virtual void parse(int argc, char** argv);
   virtual void show_help();
@@ -22,6 +25,7 @@ class Arguments {
   std::vector<std::string> paths;               // base + log dir + file name, log-dir major
   std::vector<std::string> supplemental_paths;  // -s, exactly as typed
   std::optional<std::string> output;            // --output; none: standard output as it is
+  TimeWindow window;                            // --since, --until
   bool tail = false;
   bool help = false;
   int bucket_size = 300;  // seconds

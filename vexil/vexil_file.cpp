@@ -15,6 +15,12 @@ VexilFile::~VexilFile() {
 
 bool VexilFile::bucket_next() {
   perflib::RecordPtr r = read_next();
+  while (r && window != nullptr && !window->holds(r->get_time())) {
+    if (tail && r->get_time() >= window->until) {
+      return false;  // a followed file is written in time order: nothing more of it is wanted
+    }
+    r = read_next();
+  }
   if (!r) {
     return false;
   }

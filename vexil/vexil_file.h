@@ -8,6 +8,7 @@
 
 #include "bucket.h"
 #include "perflib"
+#include "time_window.h"
 
 namespace vexil {
 
@@ -25,6 +26,8 @@ class VexilFile : public perflib::LogFile {
   perflib::RecordPtr pending;
   std::shared_ptr<Bucket> current;
   BucketMap& map;
+  // Rows outside it are passed over; in tail mode a row at or after its end ends the input.
+  const TimeWindow* window = nullptr;
 };
 
 std::unique_ptr<VexilFile> make_file(const std::string& path, bool tail, BucketMap& map);

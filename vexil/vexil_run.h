@@ -41,6 +41,13 @@ class VexilRun {
     for (const std::string& path : args.supplemental_paths) {
       supplemental_files.push_back(file_factory(path, args.tail, bucket_map));
     }
+    if (args.window.bounded()) {
+      for (Files* inputs : {&files, &supplemental_files}) {
+        for (const std::unique_ptr<VexilFile>& file : *inputs) {
+          file->window = &args.window;
+        }
+      }
+    }
   }
 
   void merge_files() {
