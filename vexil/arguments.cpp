@@ -13,13 +13,17 @@ namespace {
 
 // Options that have only a long name take values beyond every character, so getopt_long never
 // confuses them with a short option.
-enum LongOnly : int { kHelp = 256, kOutput, kSince, kUntil, kVersion };
+enum LongOnly : int { kHelp = 256, kOutput, kSince, kUntil, kVersion, kRotated };
 
 // The long options and their lines of the --help text, in the same order.
 const option long_options[] = {
-    {"help", no_argument, nullptr, kHelp},         {"output", required_argument, nullptr, kOutput},
-    {"since", required_argument, nullptr, kSince}, {"until", required_argument, nullptr, kUntil},
-    {"version", no_argument, nullptr, kVersion},   {nullptr, 0, nullptr, 0},
+    {"help", no_argument, nullptr, kHelp},
+    {"output", required_argument, nullptr, kOutput},
+    {"since", required_argument, nullptr, kSince},
+    {"until", required_argument, nullptr, kUntil},
+    {"version", no_argument, nullptr, kVersion},
+    {"rotated", no_argument, nullptr, kRotated},
+    {nullptr, 0, nullptr, 0},
 };
 const char long_help[] =
     "long options:\n"
@@ -30,6 +34,9 @@ const char long_help[] =
     "      ISO 8601 (2026-11-20T14:00:00Z, '2026-11-20 14:00+01:00', 2026-11-20),\n"
     "      UTC unless it names its zone; with -t the run ends once every input has\n"
     "      passed --until\n"
+    "   --rotated read each file's rotated predecessors first, as the same instance:\n"
+    "      FILE.N and FILE-DATE beside it, compressed or not, oldest first; with -t\n"
+    "      the history is read, then FILE is followed\n"
     "   --version print the version\n"
     " arguments that are not options are read as more files, each as typed\n"
     " (vexil -f logs/engine*/perf_monitor.csv reads every engine)\n"
@@ -102,6 +109,9 @@ void Arguments::parse(int argc, char** argv) {
         break;
       case kUntil:
         window.until = parse_time(optarg, "until");
+        break;
+      case kRotated:
+        rotated = true;
         break;
       case kVersion:
         help = true;

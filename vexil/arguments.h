@@ -16,8 +16,8 @@ class Arguments {
   virtual ~Arguments() = default;
 
   // Reads the options with getopt_long (short ones "hd:f:l:s:tT:", long ones --help,
-  // --output, --since, --until, --version) and builds the paths: the -d/-l/-f ones, then the
-  // arguments that are not options. Throws std::runtime_error for a user error; a -T value that
+  // --output, --since, --until, --rotated, --version) and builds the paths: the -d/-l/-f ones, then
+  // the arguments that are not options. Throws std::runtime_error for a user error; a -T value that
   // is not a number escapes as std::stoi's own exception, by design.
   virtual void parse(int argc, char** argv);
   virtual void show_help();
@@ -27,6 +27,7 @@ class Arguments {
   std::optional<std::string> output;            // --output; none: standard output as it is
   TimeWindow window;                            // --since, --until
   bool tail = false;
+  bool rotated = false;  // --rotated
   bool help = false;
   int bucket_size = 300;  // seconds
 };

@@ -1,5 +1,8 @@
 #include "vexil_file.h"
 
+#include <cstdio>
+#include <iterator>
+
 #include "bucket_map.h"
 
 namespace vexil {
@@ -7,21 +10,94 @@ namespace vexil {
 VexilFile::VexilFile(const std::string& path, bool tail, BucketMap& map)
     : perflib::LogFile(path, tail), map(map) {}
 
+namespace {
+
+// A predecessor read as part of the same input: its lines before any header of its own take the
+// layout the history had so far, as they would in one file.
+class HistoryFile : public perflib::LogFile {
+ public:
+  HistoryFile(const std::string& path, const std::shared_ptr<perflib::Context>& layout)
+      : perflib::LogFile(path, false) {
+    if (layout) {
+      previous = std::make_shared<perflib::Record>(layout, nullptr);
+    }
+  }
+};
+
+}  // namespace
+
 VexilFile::~VexilFile() {
   if (current) {
     current->finish(std::move(pending));
   }
+  note_skipped();
+}
+
+void VexilFile::read_history_first(std::vector<std::string> paths) {
+  history.assign(std::make_move_iterator(paths.begin()), std::make_move_iterator(paths.end()));
+}
+
+perflib::RecordPtr VexilFile::next_record() {
+  if (history.empty() && !history_file && !skipping) {
+    return read_next();  // the common case: no history, or all of it read
+  }
+  for (;;) {
+    perflib::RecordPtr r;
+    if (history_file || !history.empty()) {
+      if (!history_file) {
+        history_file = std::make_unique<HistoryFile>(history.front(), layout);
+        history.pop_front();
+        skipping = took_any;
+      }
+      r = history_file->read_next();
+      if (!r) {
+        history_file.reset();
+        if (history.empty()) {  // on to this file itself
+          if (layout) {
+            previous = std::make_shared<perflib::Record>(layout, nullptr);
+          }
+          skipping = took_any;
+        }
+        continue;
+      }
+      layout = r->get_context();
+    } else {
+      r = read_next();
+    }
+    if (r && skipping && r->get_time() <= last_time) {
+      ++skipped;
+      continue;
+    }
+    skipping = false;
+    if (!history_file && history.empty()) {
+      note_skipped();  // the history is read: its note comes now, also in tail mode
+    }
+    if (r) {
+      last_time = r->get_time();
+      took_any = true;
+    }
+    return r;
+  }
+}
+
+void VexilFile::note_skipped() {
+  if (skipped > 0) {
+    std::fprintf(stderr, "vexil: %s: %llu rows repeated across rotated files skipped\n",
+                 name.c_str(), static_cast<unsigned long long>(skipped));
+    skipped = 0;
+  }
 }
 
 bool VexilFile::bucket_next() {
-  perflib::RecordPtr r = read_next();
+  perflib::RecordPtr r = next_record();
   while (r && window != nullptr && !window->holds(r->get_time())) {
     if (tail && r->get_time() >= window->until) {
       return false;  // a followed file is written in time order: nothing more of it is wanted
     }
-    r = read_next();
+    r = next_record();
   }
   if (!r) {
+    note_skipped();
     return false;
   }
   const std::int64_t t = r->get_time();

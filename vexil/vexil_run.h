@@ -13,6 +13,7 @@
 #include "output_check.h"
 #include "output_file.h"
 #include "perflib"
+#include "rotated_history.h"
 #include "stop_signals.h"
 #include "vexil_file.h"
 
@@ -40,6 +41,14 @@ class VexilRun {
     }
     for (const std::string& path : args.supplemental_paths) {
       supplemental_files.push_back(file_factory(path, args.tail, bucket_map));
+    }
+    if (args.rotated) {
+      for (std::size_t i = 0; i < files.size(); ++i) {
+        files[i]->read_history_first(rotated_predecessors(args.paths[i]));
+      }
+      for (std::size_t i = 0; i < supplemental_files.size(); ++i) {
+        supplemental_files[i]->read_history_first(rotated_predecessors(args.supplemental_paths[i]));
+      }
     }
     if (args.window.bounded()) {
       for (Files* inputs : {&files, &supplemental_files}) {
