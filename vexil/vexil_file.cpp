@@ -46,6 +46,9 @@ perflib::RecordPtr VexilFile::next_record() {
     if (history_file || !history.empty()) {
       if (!history_file) {
         history_file = std::make_unique<HistoryFile>(history.front(), layout);
+        if (window != nullptr) {
+          history_file->read_window(window->since, window->until);
+        }
         history.pop_front();
         skipping = took_any;
       }

@@ -54,6 +54,7 @@ class VexilRun {
       for (Files* inputs : {&files, &supplemental_files}) {
         for (const std::unique_ptr<VexilFile>& file : *inputs) {
           file->window = &args.window;
+          file->read_window(args.window.since, args.window.until);
         }
       }
     }

@@ -90,6 +90,12 @@ void LineBuffer::clear() {
   lines = 0;
 }
 
+void LineBuffer::restart(std::string_view recent) {
+  clear();
+  std::memcpy(room(), recent.data(), recent.size());
+  begin = scanned = end = recent.size();
+}
+
 void LineBuffer::make_room() {
   if (bytes != nullptr && capacity - end >= BLOCK_SIZE) {
     return;

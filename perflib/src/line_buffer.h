@@ -48,6 +48,9 @@ class LineBuffer {
   std::string_view recent() const;
   // Drops all text: the file starts again, line numbers too.
   void clear();
+  // Drops all text, for a reader moved into the middle of its file: recent is the text just
+  // before the new position. Line numbers then count from there.
+  void restart(std::string_view recent);
 
  private:
   void make_room();

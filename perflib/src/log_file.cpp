@@ -10,6 +10,7 @@
 #include "file_follower.h"
 #include "input_stream.h"
 #include "line_buffer.h"
+#include "number_parse.h"
 
 namespace perflib {
 
@@ -84,8 +85,9 @@ ssize_t LogFile::read_block() {
   const std::string_view before = lines->recent();
   ssize_t n;
   if (own_descriptor) {
+    const off_t left = end_offset < 0 ? static_cast<off_t>(size) : end_offset - position();
     do {
-      n = ::read(fileno(file), to, size);
+      n = left <= 0 ? 0 : ::read(fileno(file), to, std::min(size, static_cast<std::size_t>(left)));
     } while (n < 0 && errno == EINTR);
   } else {
     std::clearerr(file);  // a stream in tail mode may have grown since its end was seen
@@ -189,6 +191,12 @@ RecordPtr LogFile::read_next() {
       } else {
         char sdrop_header[] = "#time,sdrops\n";
         layout = std::make_shared<Context>(sdrop_header);
+      }
+    }
+    if (skip_before != INT64_MIN && layout->time_index() == 0) {
+      char* p = skip_delimiters(line);
+      if (*p != '\0' && static_cast<std::int64_t>(read_count(p)) < skip_before) {
+        continue;
       }
     }
     RecordPtr record = make_record(layout, line);

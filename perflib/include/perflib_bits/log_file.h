@@ -58,6 +58,13 @@ class PERFLIB_EXPORT LogFile {
   // Time of the record returned last; 0 before the first and after the end.
   virtual std::int64_t get_prev_time();
   virtual void do_destruct();
+  // Reads the rows with since <= time < until: passes over the data lines before since (by
+  // their first cell) without making records of them. A plain file opened by path and not
+  // followed, of which nothing was read yet, is first moved to its first row at or after since,
+  // and stops shortly after its first row at or after until, both found by bisection on its byte
+  // offsets; a file whose rows turn out not to be in time order is read from its top to its end
+  // instead. Rows at or after until that are read are returned as any other.
+  void read_window(std::int64_t since, std::int64_t until);
   virtual void init(FILE* stream, bool tail, const std::string& name);
   virtual void close();
 
@@ -81,6 +88,8 @@ class PERFLIB_EXPORT LogFile {
   bool own_descriptor = false;  // a plain file opened here: read with read(2), in large blocks
   bool ended = false;           // the end of the file was read (not in tail mode)
   bool failed = false;          // a read failed
+  std::int64_t skip_before = INT64_MIN;  // data lines earlier than this are passed over
+  off_t end_offset = -1;                 // where reading stops, if not at the end of the file
 };
 
 }  // namespace perflib
