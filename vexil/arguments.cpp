@@ -2,7 +2,9 @@
 
 #include <getopt.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <stdexcept>
 
 namespace vexil {
@@ -11,18 +13,21 @@ namespace {
 
 // Options that have only a long name take values beyond every character, so getopt_long never
 // confuses them with a short option.
-enum LongOnly : int { kHelp = 256, kOutput };
+enum LongOnly : int { kHelp = 256, kOutput, kMaxLag };
 
 // The long options and their lines of the --help text, in the same order.
 const option long_options[] = {
     {"help", no_argument, nullptr, kHelp},
     {"output", required_argument, nullptr, kOutput},
+    {"max-lag", required_argument, nullptr, kMaxLag},
     {nullptr, 0, nullptr, 0},
 };
 const char long_help[] =
     "long options:\n"
     "   --help show this help and the long options\n"
     "   --output output-file (instead of standard output; made anew at each start)\n"
+    "   --max-lag seconds (with -t: print a bucket once a row this far past its end was read,\n"
+    "             without the inputs that lag; their late rows are dropped)\n"
     "\n";
 
 // The last line of the message for a long option that getopt_long rejected (it has already
@@ -36,6 +41,17 @@ std::string long_option_error(char** argv) {
     }
   }
   return std::string("Unrecognized argument: ") + argv[optind - 1];
+}
+
+// Whole seconds, 0 or more.
+std::int64_t parse_max_lag(const char* text) {
+  char* end = nullptr;
+  errno = 0;
+  const long long seconds = std::strtoll(text, &end, 10);
+  if (end == text || *end != '\0' || errno != 0 || seconds < 0) {
+    throw std::runtime_error(std::string("Invalid maximum lag specified: ") + text);
+  }
+  return seconds;
 }
 
 }  // namespace
@@ -78,6 +94,9 @@ void Arguments::parse(int argc, char** argv) {
       case kOutput:
         output = optarg;
         break;
+      case kMaxLag:
+        max_lag = parse_max_lag(optarg);
+        break;
       case 'd':
         base = std::string(optarg) + "/";
         break;
@@ -111,6 +130,9 @@ void Arguments::parse(int argc, char** argv) {
 
   if (file_names.empty()) {
     throw std::runtime_error("Filename must be specified with -f");
+  }
+  if (max_lag && !tail) {
+    throw std::runtime_error("--max-lag needs -t");
   }
   if (log_dirs.empty()) {
     for (const std::string& file_name : file_names) {

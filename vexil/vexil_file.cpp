@@ -1,5 +1,8 @@
 #include "vexil_file.h"
 
+#include <cstdio>
+#include <ctime>
+
 #include "bucket_map.h"
 
 namespace vexil {
@@ -18,6 +21,43 @@ bool VexilFile::bucket_next() {
   if (!r) {
     return false;
   }
+  place(std::move(r));
+  return true;
+}
+
+VexilFile::Step VexilFile::bucket_next_ready(bool drop_late) {
+  perflib::RecordPtr r = read_next_ready();
+  if (!r) {
+    return would_block() ? kWaiting : kEnded;
+  }
+  if (drop_late && r->get_time() < map.printed_until) {
+    late_rows += lagging ? 1 : 0;
+    return kRead;
+  }
+  if (lagging) {
+    std::fprintf(stderr, "vexil: %s: caught up; %lld %s for buckets already printed %s dropped\n",
+                 name.c_str(), static_cast<long long>(late_rows), late_rows == 1 ? "row" : "rows",
+                 late_rows == 1 ? "was" : "were");
+    lagging = false;
+    late_rows = 0;
+  }
+  place(std::move(r));
+  return kRead;
+}
+
+void VexilFile::fall_behind(std::int64_t end) {
+  if (current && current->time < end) {
+    current->finish(std::move(pending));
+    current.reset();
+  }
+  if (!lagging) {
+    std::fprintf(stderr, "vexil: %s: no row past %s; merging without it\n", name.c_str(),
+                 utc_time_of_day(end).c_str());
+    lagging = true;
+  }
+}
+
+void VexilFile::place(perflib::RecordPtr r) {
   const std::int64_t t = r->get_time();
   if (!current) {
     current = map[t];
@@ -27,14 +67,23 @@ bool VexilFile::bucket_next() {
     current->finish(std::move(pending));
     current = map[t];
     pending = std::move(r);
-    return true;
+    return;
   }
   if (!pending) {
     pending = std::move(r);
   } else {
     pending->single_instance_accumulate(r);
   }
-  return true;
+}
+
+std::string utc_time_of_day(std::int64_t t) {
+  const auto seconds = static_cast<std::time_t>(t);
+  std::tm utc{};
+  char text[16] = "??:??:??Z";
+  if (gmtime_r(&seconds, &utc) != nullptr) {
+    std::strftime(text, sizeof text, "%H:%M:%SZ", &utc);
+  }
+  return text;
 }
 
 std::unique_ptr<VexilFile> make_file(const std::string& path, bool tail, BucketMap& map) {

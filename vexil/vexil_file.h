@@ -1,8 +1,13 @@
 // One input of the merge: a log reader that folds its consecutive rows of one time bucket into
 // one pending record and hands it to that bucket when its rows move on to another bucket.
+//
+// With a lag limit (--max-lag) an input can be merged without: it is then lagging from the first
+// bucket printed without it until it reads a row for a bucket not yet printed; the rows it reads
+// meanwhile belong to buckets already printed and are dropped (and counted).
 #ifndef VEXIL_VEXIL_FILE_H
 #define VEXIL_VEXIL_FILE_H
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -22,10 +27,27 @@ class VexilFile : public perflib::LogFile {
   // Reads one record and places it; false at the end of the input.
   virtual bool bucket_next();
 
+  enum Step { kRead, kWaiting, kEnded };
+  // Tail mode without waiting: reads one record if its lines are complete and places it, or drops
+  // it when its bucket was printed already (drop_late; counted while lagging).
+  Step bucket_next_ready(bool drop_late);
+  // The bucket that ends at end is printed without this input: its rows so far go in, and the
+  // first time it lags, stderr says so.
+  void fall_behind(std::int64_t end);
+  const std::string& path() const { return name; }
+
   perflib::RecordPtr pending;
   std::shared_ptr<Bucket> current;
   BucketMap& map;
+  bool lagging = false;
+  std::int64_t late_rows = 0;  // dropped while lagging
+
+ private:
+  void place(perflib::RecordPtr r);
 };
+
+// HH:MM:SSZ of a time in seconds since the epoch, UTC.
+std::string utc_time_of_day(std::int64_t t);
 
 std::unique_ptr<VexilFile> make_file(const std::string& path, bool tail, BucketMap& map);
 
