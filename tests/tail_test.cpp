@@ -178,8 +178,12 @@ TEST_F(TailTest, AllSilentAndTheServiceManagerIsTold) {
   for (int pings = 0, i = 0; pings < 3 && i < 1000; ++i) {
     char message[256];
     const ssize_t n = recv(sock, message, sizeof message, 0);
-    n > 0 ? heard.append(message, n).append("|") : (std::this_thread::sleep_for(5ms), heard);
-    pings += n > 0 && std::string(message, n) == "WATCHDOG=1";
+    if (n <= 0) {
+      std::this_thread::sleep_for(5ms);
+      continue;
+    }
+    heard.append(message, static_cast<std::size_t>(n)).append("|");
+    pings += std::string(message, static_cast<std::size_t>(n)) == "WATCHDOG=1";
   }
   close(sock);
   EXPECT_EQ(run.stop(SIGTERM), 143);
