@@ -5,7 +5,13 @@
 // bucket reached vexil's output. Finally checks that what vexil printed is exactly the start of
 // what a plain merge of the same lines prints.
 //
-//   soak VEXIL WORKDIR [inputs=16] [lines_per_second=200] [seconds=60] [idle_seconds=60]
+// Given MAX_LAG, vexil runs with --max-lag MAX_LAG and one input (the middle one) stops halfway
+// for 600 s of sample time, then writes 20 s of rows it held back (late: dropped) and goes on.
+// Then reports the most sample time written past a bucket's end when it reached vexil's output,
+// what vexil said on stderr, that no bucket came twice, and that every bucket without late rows
+// equals the plain merge's.
+//
+//   soak VEXIL WORKDIR [inputs=16] [lines_per_second=200] [seconds=60] [idle_seconds=60] [max_lag]
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -122,11 +128,15 @@ int main(int argc, char** argv) {
   const int rate = argc > 4 ? std::atoi(argv[4]) : 200;
   const int seconds = argc > 5 ? std::atoi(argv[5]) : 60;
   const int idle = argc > 6 ? std::atoi(argv[6]) : 60;
+  const int max_lag = argc > 7 ? std::atoi(argv[7]) : -1;
   std::filesystem::remove_all(work);
   std::filesystem::create_directories(work);
 
   std::vector<Input> inputs(count);
   std::vector<std::string> args{vexil, "-t", "-T", std::to_string(BUCKET)};
+  if (max_lag >= 0) {
+    args.insert(args.end(), {"--max-lag", std::to_string(max_lag)});
+  }
   for (int i = 0; i < count; ++i) {
     inputs[i].path = work + "/in" + std::to_string(i) + ".csv";
     inputs[i].history = inputs[i].path + ".all";
@@ -144,6 +154,8 @@ int main(int argc, char** argv) {
   if (pid == 0) {
     dup2(out[1], 1);
     close(out[0]);
+    const int err = ::open((work + "/vexil.err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    dup2(err, 2);
     std::vector<char*> argv_child;
     for (std::string& a : args) {
       argv_child.push_back(a.data());
@@ -171,7 +183,8 @@ int main(int argc, char** argv) {
   const long long idle_start = cpu_ticks(pid);
   std::this_thread::sleep_for(std::chrono::seconds(idle));
   const double idle_share =
-      static_cast<double>(cpu_ticks(pid) - idle_start) / sysconf(_SC_CLK_TCK) / idle;
+      idle > 0 ? static_cast<double>(cpu_ticks(pid) - idle_start) / sysconf(_SC_CLK_TCK) / idle
+               : 0.0;
   const long peak_start = status_kib(pid, "VmHWM");
 
   // Line k (sample time START + k) goes to every input at tick k; written[k] is when it was
@@ -185,6 +198,12 @@ int main(int argc, char** argv) {
   Input& truncated = inputs.back();
   const long long truncate_at = 2 * ticks / 3, pause = rate / 5 + 1;
   std::string held;
+  // The input that stops (with a lag limit): silent from stop_at for STOP ticks, then the rows of
+  // its first BACKLOG silent ticks, late, before the row of the tick it resumes at.
+  constexpr long long STOP = 600, BACKLOG = 20;
+  Input* stopped = max_lag >= 0 ? &inputs[static_cast<std::size_t>(count / 2)] : nullptr;
+  const long long stop_at = ticks / 2;
+  std::string backlog;
   for (long long k = 1; k <= ticks; ++k) {
     std::this_thread::sleep_until(begin + k * step);
     if (k == ticks / 3) {
@@ -198,7 +217,11 @@ int main(int argc, char** argv) {
     }
     for (Input& in : inputs) {
       const std::string line = sample(START + k, static_cast<int>(&in - inputs.data()));
-      if (&in == &truncated && k >= truncate_at && k < truncate_at + pause) {
+      if (&in == stopped && k >= stop_at && k < stop_at + STOP) {
+        backlog += k < stop_at + BACKLOG ? line : "";
+      } else if (&in == stopped && k == stop_at + STOP) {
+        append(in, std::exchange(backlog, "") + line);
+      } else if (&in == &truncated && k >= truncate_at && k < truncate_at + pause) {
         held += line;  // written at once after the truncation, so no input falls behind
       } else {
         append(in, &in == &truncated ? std::exchange(held, "") + line : line);
@@ -222,7 +245,8 @@ int main(int argc, char** argv) {
     const long long end = std::atoll(line.c_str());
     const long long k = end - START;
     if (line[0] != '#' && k >= 1 && k <= ticks
-        && !(k >= truncate_at && k < truncate_at + pause + BUCKET)) {
+        && !(k >= truncate_at && k < truncate_at + pause + BUCKET)
+        && !(stopped && k >= stop_at && k <= stop_at + STOP + max_lag + BUCKET)) {
       latency_ms.push_back(
           std::chrono::duration<double, std::milli>(when - written[static_cast<std::size_t>(k)])
               .count());
@@ -237,7 +261,40 @@ int main(int argc, char** argv) {
     in.log.close();
   }
   const std::string plain = run_plain(vexil, inputs);
-  const bool same = !followed.empty() && plain.compare(0, followed.size(), followed) == 0;
+  bool same = !followed.empty() && plain.compare(0, followed.size(), followed) == 0;
+  // With a stopped input: the sample time written past each bucket's end when it arrived, whether
+  // any bucket came twice (ends not increasing), and the buckets without late rows against the
+  // plain merge's.
+  long long worst_lag = 0, previous_end = 0, compared = 0;
+  bool twice = false;
+  if (stopped) {
+    std::map<long long, std::string> plain_buckets;
+    std::istringstream plain_lines(plain);
+    for (std::string line; std::getline(plain_lines, line);) {
+      if (line[0] != '#') {
+        plain_buckets[std::atoll(line.c_str())] = line + "\n";
+      }
+    }
+    same = !lines.empty();
+    for (const auto& [when, line] : lines) {
+      if (line[0] == '#') {
+        continue;
+      }
+      const long long end = std::atoll(line.c_str());
+      twice = twice || end <= previous_end;
+      previous_end = end;
+      const auto k_written =
+          std::upper_bound(written.begin() + 1, written.end(), when,
+                           [](auto t, auto w) { return w == Clock::time_point{} || t < w; })
+          - written.begin() - 1;
+      worst_lag = std::max(worst_lag, START + k_written - end);
+      if (end - START <= stop_at || end - START > stop_at + BACKLOG + BUCKET) {
+        same = same && plain_buckets[end] == line;
+        ++compared;
+      }
+    }
+    same = same && !twice;
+  }
   if (!same) {
     std::ofstream(work + "/followed.out") << followed;
     std::ofstream(work + "/plain.out") << plain;
@@ -252,6 +309,20 @@ int main(int argc, char** argv) {
   std::printf("buckets timed     %zu\n", latency_ms.size());
   std::printf("latency ms        median %.2f  p95 %.2f  p99 %.2f  max %.2f\n", percentile(0.5),
               percentile(0.95), percentile(0.99), latency_ms.empty() ? 0 : latency_ms.back());
+  if (stopped) {
+    std::printf("stopped input     %s, %lld s of sample time from %lld\n", stopped->path.c_str(),
+                STOP, START + stop_at);
+    std::printf("worst bucket lag  %lld s of sample time past its end (limit %d + bucket %d)\n",
+                worst_lag, max_lag, BUCKET);
+    std::printf("bucket twice      %s\n", twice ? "YES" : "no");
+    std::printf("matches plain     %s (%lld buckets without late rows)\n", same ? "yes" : "NO",
+                compared);
+    std::ifstream err(work + "/vexil.err");
+    for (std::string line; std::getline(err, line);) {
+      std::printf("stderr            %s\n", line.c_str());
+    }
+    return same && worst_lag <= max_lag + BUCKET ? 0 : 1;
+  }
   std::printf("matches plain     %s (%zu of %zu bytes)\n", same ? "yes" : "NO", followed.size(),
               plain.size());
   return same ? 0 : 1;

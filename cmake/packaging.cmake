@@ -97,6 +97,6 @@ if(VEXIL_DPKG_SHLIBDEPS)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 else()
   # Without dpkg-dev the runtime libraries are named by hand.
-  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6, libgcc-s1, libstdc++6, libisal2, libzstd1, liblzma5")
+  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6, libgcc-s1, libstdc++6, libisal2, libzstd1, liblzma5, libsystemd0")
 endif()
 include(CPack)

@@ -2,6 +2,10 @@
 // cannot be opened, stop signals. Every wait is bounded and ends as soon as the output is there.
 #include <linux/capability.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <cstring>
 
 #include "test_support.h"
 
@@ -119,3 +123,73 @@ TEST_F(TailTest, SigtermEndsTheOutputAfterAWholeLine) {
 }
 
 }  // namespace
+
+// --max-lag 60, stderr merged into the output. Each case writes both inputs, reads the first
+// output, then appends to b and after that to a, and reads the rest: a bucket leaves once a row
+// read is more than 60 s past its end, without the inputs that hold it back; their rows for
+// buckets already printed are dropped, never printed as a second line.
+TEST_F(TailTest, MaxLagMergesWithoutTheInputsThatLag) {
+  const std::string lag = "vexil: b.csv: no row past 00:05:00Z; merging without it\n";
+  struct Case {
+    const char *name, *a, *b, *first, *later_b, *later_a, *rest;
+  } cases[] = {
+      {"silent", "0,1\n300,1\n420,1\n700,1\n", "0,10\n", "300,11\n600,2\n", "", "", ""},
+      {"slow", "0,1\n300,1\n420,1\n700,1\n", "0,10\n", "300,11\n600,2\n", "310,5\n610,7\n",
+       "1000,1\n",
+       "vexil: b.csv: caught up; 1 row for buckets already printed was dropped\n"
+       "vexil: b.csv: no row past 00:15:00Z; merging without it\n900,8\n"},
+      {"never starts", "0,1\n300,1\n420,1\n", "", "300,1\n", "0,3\n400,4\n", "900,1\n",
+       "vexil: b.csv: caught up; 1 row for buckets already printed was dropped\n"
+       "vexil: b.csv: no row past 00:10:00Z; merging without it\n600,6\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    dir.write("a.csv", H + c.a);
+    const std::string b = dir.write("b.csv", H + c.b);
+    Spawned run("/bin/sh", {"-c", "cd \"$0\" && exec \"$@\" 2>&1", dir.path(), VEXIL_BINARY, "-t",
+                            "--max-lag", "60", "-f", "a.csv", "-f", "b.csv"});
+    const std::string first = lag + H + c.first;
+    ASSERT_EQ(run.read(first.size(), 5s), first);
+    append(b, c.later_b);
+    append(a, c.later_a);
+    EXPECT_EQ(run.read(first.size() + std::strlen(c.rest), 5s), first + c.rest);
+  }
+}
+
+// All inputs silent: nothing is printed past what the data times allow, however long the run
+// waits. A service manager listening on NOTIFY_SOCKET hears READY=1, the status and, with a
+// watchdog, pings from the idle wait.
+TEST_F(TailTest, AllSilentAndTheServiceManagerIsTold) {
+  dir.write("a.csv", H + "0,1\n300,1\n600,1\n");
+  dir.write("b.csv", H + "0,10\n300,1\n650,1\n");
+  const std::string socket_path = dir.path() + "/notify";
+  const int sock = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0);
+  sockaddr_un address{AF_UNIX, {}};
+  socket_path.copy(address.sun_path, sizeof address.sun_path - 1);
+  ASSERT_EQ(bind(sock, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  Spawned run("/bin/sh",
+              {"-c",
+               "cd \"$0\" && exec env NOTIFY_SOCKET=\"$0/notify\" "
+               "WATCHDOG_USEC=40000 \"$@\" 2>&1",
+               dir.path(), VEXIL_BINARY, "-t", "--max-lag", "60", "-f", "a.csv", "-f", "b.csv"});
+  const std::string out = H + "300,11\n600,2\n";
+  ASSERT_EQ(run.read(out.size(), 5s), out);
+  std::string heard;
+  for (int pings = 0, i = 0; pings < 3 && i < 1000; ++i) {
+    char message[256];
+    const ssize_t n = recv(sock, message, sizeof message, 0);
+    if (n <= 0) {
+      std::this_thread::sleep_for(5ms);
+      continue;
+    }
+    heard.append(message, static_cast<std::size_t>(n)).append("|");
+    pings += std::string(message, static_cast<std::size_t>(n)) == "WATCHDOG=1";
+  }
+  close(sock);
+  EXPECT_EQ(run.stop(SIGTERM), 143);
+  EXPECT_EQ(run.read(0, 0s), out);
+  EXPECT_EQ(
+      heard.substr(0, heard.find("|WATCHDOG")),
+      "READY=1|STATUS=2 inputs, no bucket printed yet, 0 lagging|STATUS=2 inputs, last bucket "
+      "ended 00:05:00Z, 0 lagging|STATUS=2 inputs, last bucket ended 00:10:00Z, 0 lagging");
+}

@@ -2,7 +2,9 @@
 
 #include <getopt.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <stdexcept>
 
 #include "time_window.h"
@@ -13,7 +15,7 @@ namespace {
 
 // Options that have only a long name take values beyond every character, so getopt_long never
 // confuses them with a short option.
-enum LongOnly : int { kHelp = 256, kOutput, kSince, kUntil, kVersion, kRotated };
+enum LongOnly : int { kHelp = 256, kOutput, kSince, kUntil, kVersion, kRotated, kMaxLag };
 
 // The long options and their lines of the --help text, in the same order.
 const option long_options[] = {
@@ -23,6 +25,7 @@ const option long_options[] = {
     {"until", required_argument, nullptr, kUntil},
     {"version", no_argument, nullptr, kVersion},
     {"rotated", no_argument, nullptr, kRotated},
+    {"max-lag", required_argument, nullptr, kMaxLag},
     {nullptr, 0, nullptr, 0},
 };
 const char long_help[] =
@@ -37,11 +40,24 @@ const char long_help[] =
     "   --rotated read each file's rotated predecessors first, as the same instance:\n"
     "      FILE.N and FILE-DATE beside it, compressed or not, oldest first; with -t\n"
     "      the history is read, then FILE is followed\n"
+    "   --max-lag seconds (with -t: print a bucket once a row this far past its end was read,\n"
+    "             without the inputs that lag; their late rows are dropped)\n"
     "   --version print the version\n"
     " arguments that are not options are read as more files, each as typed\n"
     " (vexil -f logs/engine*/perf_monitor.csv reads every engine)\n"
     " files may be compressed with gzip, zstd or xz\n"
     "\n";
+
+// Whole seconds, 0 or more.
+std::int64_t parse_max_lag(const char* text) {
+  char* end = nullptr;
+  errno = 0;
+  const long long seconds = std::strtoll(text, &end, 10);
+  if (end == text || *end != '\0' || errno != 0 || seconds < 0) {
+    throw std::runtime_error(std::string("Invalid maximum lag specified: ") + text);
+  }
+  return seconds;
+}
 
 }  // namespace
 
@@ -82,6 +98,9 @@ void Arguments::parse(int argc, char** argv) {
         return;
       case kOutput:
         output = optarg;
+        break;
+      case kMaxLag:
+        max_lag = parse_max_lag(optarg);
         break;
       case 'd':
         base = std::string(optarg) + "/";
@@ -134,6 +153,9 @@ void Arguments::parse(int argc, char** argv) {
   }
   if (window.since >= window.until) {
     throw std::runtime_error("--since must be before --until");
+  }
+  if (max_lag && !tail) {
+    throw std::runtime_error("--max-lag needs -t");
   }
   if (log_dirs.empty() && !file_names.empty()) {
     log_dirs.emplace_back();

@@ -1,8 +1,9 @@
-// The command line of vexil: input paths, supplemental-drop paths, bucket size, tail mode and the
-// output file.
+// The command line of vexil: input paths, supplemental-drop paths, bucket size, tail mode, the
+// output file and the lag allowed in tail mode.
 #ifndef VEXIL_ARGUMENTS_H
 #define VEXIL_ARGUMENTS_H
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,7 +17,8 @@ class Arguments {
   virtual ~Arguments() = default;
 
   // Reads the options with getopt_long (short ones "hd:f:l:s:tT:", long ones --help,
-  // --output, --since, --until, --rotated, --version) and builds the paths: the -d/-l/-f ones, then
+  // --output, --since, --until, --rotated, --version,
+  // --max-lag) and builds the paths: the -d/-l/-f ones, then
   // the arguments that are not options. Throws std::runtime_error for a user error; a -T value that
   // is not a number escapes as std::stoi's own exception, by design.
   virtual void parse(int argc, char** argv);
@@ -26,6 +28,7 @@ class Arguments {
   std::vector<std::string> supplemental_paths;  // -s, exactly as typed
   std::optional<std::string> output;            // --output; none: standard output as it is
   TimeWindow window;                            // --since, --until
+  std::optional<std::int64_t> max_lag;          // --max-lag, seconds of data time (needs -t)
   bool tail = false;
   bool rotated = false;  // --rotated
   bool help = false;

@@ -29,18 +29,48 @@ bool holds_back(const BucketMap::Files& files, std::int64_t end) {
                      [end](const auto& f) { return f->get_prev_time() < end; });
 }
 
+std::int64_t end_of(std::int64_t start, int size) {
+  // Wrapping like unsigned arithmetic, as the bucket stamps it.
+  return static_cast<std::int64_t>(static_cast<std::uint64_t>(start)
+                                   + static_cast<std::uint64_t>(size));
+}
+
 }  // namespace
 
 void BucketMap::flush_ready(Files& files, Files& supplemental, bool ignore_supplemental) {
   while (!buckets.empty()) {
     auto oldest = buckets.begin();
-    const auto end = static_cast<std::int64_t>(static_cast<std::uint64_t>(oldest->first)
-                                               + static_cast<std::uint64_t>(size));
+    const std::int64_t end = end_of(oldest->first, size);
     if (holds_back(files, end) || (!ignore_supplemental && holds_back(supplemental, end))) {
       return;
     }
+    printed_until = end;
     buckets.erase(oldest);  // the last handle prints it
   }
+}
+
+int BucketMap::flush_lagging(Files& files, std::int64_t newest, std::int64_t max_lag) {
+  int printed = 0;
+  for (; !buckets.empty(); ++printed) {
+    auto oldest = buckets.begin();
+    const std::int64_t end = end_of(oldest->first, size);
+    if (newest <= end
+        || static_cast<std::uint64_t>(newest) - static_cast<std::uint64_t>(end)
+               <= static_cast<std::uint64_t>(max_lag)
+        || std::any_of(files.begin(), files.end(), [end](const auto& f) {
+             return f->get_prev_time() < end && !f->would_block();
+           })) {
+      break;
+    }
+    for (const auto& f : files) {
+      if (f->get_prev_time() < end) {
+        f->fall_behind(end);  // lets go of the bucket too
+      }
+    }
+    printed_until = end;
+    buckets.erase(oldest);
+  }
+  return printed;
 }
 
 }  // namespace vexil

@@ -2,6 +2,11 @@
 // record lies at or after its end; flush_ready then drops it from the map (which prints it, see
 // Bucket). Buckets leave strictly from the oldest end: an incomplete oldest bucket holds back
 // all later ones.
+//
+// With a lag limit a bucket also leaves once a row read from some input lies more than the limit
+// past its end, provided every input that holds it back has nothing more to read for now: an
+// input with complete lines still unread (a log read from its start) is read first, never left
+// out.
 #ifndef VEXIL_BUCKET_MAP_H
 #define VEXIL_BUCKET_MAP_H
 
@@ -31,11 +36,17 @@ class BucketMap {
   // Prints and removes, oldest first, every bucket that all inputs have passed. Supplemental
   // inputs are not waited for when ignore_supplemental is set (tail mode).
   virtual void flush_ready(Files& files, Files& supplemental, bool ignore_supplemental);
+  // Then, oldest first, every bucket newest (the latest row time read) lies more than max_lag
+  // past, when each input that holds it back is waiting for its file: those fall behind.
+  // Returns how many buckets it printed.
+  int flush_lagging(Files& files, std::int64_t newest, std::int64_t max_lag);
 
   std::map<std::int64_t, std::shared_ptr<Bucket>> buckets;
   Factory bucket_factory;
   int size;
   perflib::RecordPtr& last_printed;
+  // End of the last bucket that left the map; a row before it is late.
+  std::int64_t printed_until = INT64_MIN;
 };
 
 }  // namespace vexil

@@ -1,6 +1,7 @@
 #include "vexil_file.h"
 
 #include <cstdio>
+#include <ctime>
 #include <iterator>
 
 #include "bucket_map.h"
@@ -37,9 +38,9 @@ void VexilFile::read_history_first(std::vector<std::string> paths) {
   history.assign(std::make_move_iterator(paths.begin()), std::make_move_iterator(paths.end()));
 }
 
-perflib::RecordPtr VexilFile::next_record() {
+perflib::RecordPtr VexilFile::next_record(bool ready) {
   if (history.empty() && !history_file && !skipping) {
-    return read_next();  // the common case: no history, or all of it read
+    return ready ? read_next_ready() : read_next();  // no history, or all of it read
   }
   for (;;) {
     perflib::RecordPtr r;
@@ -65,7 +66,7 @@ perflib::RecordPtr VexilFile::next_record() {
       }
       layout = r->get_context();
     } else {
-      r = read_next();
+      r = ready ? read_next_ready() : read_next();
     }
     if (r && skipping && r->get_time() <= last_time) {
       ++skipped;
@@ -91,18 +92,65 @@ void VexilFile::note_skipped() {
   }
 }
 
-bool VexilFile::bucket_next() {
-  perflib::RecordPtr r = next_record();
+// The next row of the window, from the history first; nullptr at the end of the input, or when
+// ready is set and no complete line is there yet.
+perflib::RecordPtr VexilFile::next_in_window(bool ready) {
+  perflib::RecordPtr r = next_record(ready);
   while (r && window != nullptr && !window->holds(r->get_time())) {
     if (tail && r->get_time() >= window->until) {
-      return false;  // a followed file is written in time order: nothing more of it is wanted
+      ended_by_window = true;
+      return nullptr;  // a followed file is written in time order: nothing more of it is wanted
     }
-    r = next_record();
+    r = next_record(ready);
   }
   if (!r) {
     note_skipped();
+  }
+  return r;
+}
+
+bool VexilFile::bucket_next() {
+  perflib::RecordPtr r = next_in_window(false);
+  if (!r) {
     return false;
   }
+  place(std::move(r));
+  return true;
+}
+
+VexilFile::Step VexilFile::bucket_next_ready(bool drop_late) {
+  perflib::RecordPtr r = next_in_window(true);
+  if (!r) {
+    return would_block() && !ended_by_window ? kWaiting : kEnded;
+  }
+  if (drop_late && r->get_time() < map.printed_until) {
+    late_rows += lagging ? 1 : 0;
+    return kRead;
+  }
+  if (lagging) {
+    std::fprintf(stderr, "vexil: %s: caught up; %lld %s for buckets already printed %s dropped\n",
+                 name.c_str(), static_cast<long long>(late_rows), late_rows == 1 ? "row" : "rows",
+                 late_rows == 1 ? "was" : "were");
+    lagging = false;
+    late_rows = 0;
+  }
+  place(std::move(r));
+  return kRead;
+}
+
+void VexilFile::fall_behind(std::int64_t end) {
+  if (current && current->time < end) {
+    current->finish(std::move(pending));
+    current.reset();
+  }
+  if (!lagging) {
+    std::fprintf(stderr, "vexil: %s: no row past %s; merging without it\n", name.c_str(),
+                 utc_time_of_day(end).c_str());
+    lagging = true;
+  }
+}
+
+void VexilFile::place(perflib::RecordPtr r) {
   const std::int64_t t = r->get_time();
   if (!current) {
     current = map[t];
@@ -112,14 +160,23 @@ bool VexilFile::bucket_next() {
     current->finish(std::move(pending));
     current = map[t];
     pending = std::move(r);
-    return true;
+    return;
   }
   if (!pending) {
     pending = std::move(r);
   } else {
     pending->single_instance_accumulate(r);
   }
-  return true;
+}
+
+std::string utc_time_of_day(std::int64_t t) {
+  const auto seconds = static_cast<std::time_t>(t);
+  std::tm utc{};
+  char text[16] = "??:??:??Z";
+  if (gmtime_r(&seconds, &utc) != nullptr) {
+    std::strftime(text, sizeof text, "%H:%M:%SZ", &utc);
+  }
+  return text;
 }
 
 std::unique_ptr<VexilFile> make_file(const std::string& path, bool tail, BucketMap& map) {

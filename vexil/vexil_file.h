@@ -1,5 +1,9 @@
 // One input of the merge: a log reader that folds its consecutive rows of one time bucket into
 // one pending record and hands it to that bucket when its rows move on to another bucket.
+//
+// With a lag limit (--max-lag) an input can be merged without: it is then lagging from the first
+// bucket printed without it until it reads a row for a bucket not yet printed; the rows it reads
+// meanwhile belong to buckets already printed and are dropped (and counted).
 #ifndef VEXIL_VEXIL_FILE_H
 #define VEXIL_VEXIL_FILE_H
 
@@ -31,14 +35,27 @@ class VexilFile : public perflib::LogFile {
   // (a copy that repeats lines), is skipped; the skips are counted in one note on stderr.
   void read_history_first(std::vector<std::string> paths);
 
+  enum Step { kRead, kWaiting, kEnded };
+  // Tail mode without waiting: reads one record if its lines are complete and places it, or drops
+  // it when its bucket was printed already (drop_late; counted while lagging).
+  Step bucket_next_ready(bool drop_late);
+  // The bucket that ends at end is printed without this input: its rows so far go in, and the
+  // first time it lags, stderr says so.
+  void fall_behind(std::int64_t end);
+  const std::string& path() const { return name; }
+
   perflib::RecordPtr pending;
   std::shared_ptr<Bucket> current;
   BucketMap& map;
   // Rows outside it are passed over; in tail mode a row at or after its end ends the input.
   const TimeWindow* window = nullptr;
+  bool lagging = false;
+  std::int64_t late_rows = 0;  // dropped while lagging
 
  private:
-  perflib::RecordPtr next_record();
+  perflib::RecordPtr next_record(bool ready);
+  perflib::RecordPtr next_in_window(bool ready);
+  void place(perflib::RecordPtr r);
   void note_skipped();
 
   std::deque<std::string> history;
@@ -48,7 +65,11 @@ class VexilFile : public perflib::LogFile {
   bool took_any = false;
   bool skipping = false;  // from the start of a file, until a row is later than last_time
   std::uint64_t skipped = 0;
+  bool ended_by_window = false;  // in tail mode, a row past the window's end came
 };
+
+// HH:MM:SSZ of a time in seconds since the epoch, UTC.
+std::string utc_time_of_day(std::int64_t t);
 
 std::unique_ptr<VexilFile> make_file(const std::string& path, bool tail, BucketMap& map);
 

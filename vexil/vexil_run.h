@@ -1,8 +1,15 @@
 // The merge: one reader per input, one record from every live input per pass, and after each
 // pass every bucket that all inputs have passed is printed.
+//
+// In tail mode with a lag limit, or when a service manager's watchdog must be answered, the
+// readers do not wait inside the file reader: a pass reads one record from every input that has
+// one, and only when none had does the run wait, for any input to change and at most half a
+// second (or half the watchdog interval). With a lag limit an input without a record is skipped;
+// without one the pass waits for it as the plain merge would, so the lines are the same.
 #ifndef VEXIL_VEXIL_RUN_H
 #define VEXIL_VEXIL_RUN_H
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <vector>
@@ -14,6 +21,7 @@
 #include "output_file.h"
 #include "perflib"
 #include "rotated_history.h"
+#include "service_notify.h"
 #include "stop_signals.h"
 #include "vexil_file.h"
 
@@ -65,16 +73,77 @@ class VexilRun {
       std::setvbuf(stdout, nullptr, _IOLBF, 0);  // each merged line reaches a pipe at once
     }
     stop_signals::set_line_buffered(args.tail);
+    notify.ready();
+    if (args.tail && (args.max_lag || notify.watchdog())) {
+      follow_files();
+      return;
+    }
     while (!files.empty() || !supplemental_files.empty()) {
       read_one_each(files);
       read_one_each(supplemental_files);
       bucket_map.flush_ready(files, supplemental_files, args.tail);
       check_output(stdout, false);  // a failed write ends the run, not only at its end
       stop_signals::stop_if_asked();
+      notify.status(files.size() + supplemental_files.size(), bucket_map.printed_until, 0);
     }
   }
 
  private:
+  void follow_files() {
+    while (!files.empty() || !supplemental_files.empty()) {
+      bool read = read_ready(files, true);
+      read = read_ready(supplemental_files, false) || read;
+      bucket_map.flush_ready(files, supplemental_files, true);
+      if (args.max_lag) {
+        bucket_map.flush_lagging(files, newest, *args.max_lag);
+      }
+      check_output(stdout, false);
+      stop_signals::stop_if_asked();
+      notify.status(files.size() + supplemental_files.size(), bucket_map.printed_until,
+                    static_cast<std::size_t>(std::count_if(
+                        files.begin(), files.end(), [](const auto& f) { return f->lagging; })));
+      notify.alive();
+      if (!read) {
+        wait_any();
+      }
+    }
+  }
+
+  // One record from each input that has one (with a lag limit) or from each input (without);
+  // whether any was read. main: the inputs whose rows move the newest time.
+  bool read_ready(Files& inputs, bool main) {
+    bool read = false;
+    for (std::size_t i = 0; i < inputs.size();) {
+      const VexilFile::Step step = inputs[i]->bucket_next_ready(args.max_lag.has_value());
+      if (step == VexilFile::kEnded) {
+        inputs.erase(inputs.begin() + static_cast<std::ptrdiff_t>(i));
+        continue;
+      }
+      if (step == VexilFile::kWaiting && !args.max_lag) {
+        wait_any();
+        continue;  // the same input again
+      }
+      if (step == VexilFile::kRead) {
+        read = true;
+        newest = main ? std::max(newest, inputs[i]->get_prev_time()) : newest;
+      }
+      ++i;
+    }
+    return read;
+  }
+
+  void wait_any() {
+    std::vector<perflib::LogFile*> all;
+    for (Files* inputs : {&files, &supplemental_files}) {
+      for (const auto& f : *inputs) {
+        all.push_back(f.get());
+      }
+    }
+    perflib::LogFile::wait_any(all, notify.wait_ms());
+    stop_signals::stop_if_asked();
+    notify.alive();
+  }
+
   // Ended inputs are dropped; the next one moves into the same slot.
   static void read_one_each(Files& inputs) {
     for (std::size_t i = 0; i < inputs.size();) {
@@ -93,6 +162,8 @@ class VexilRun {
   Files files;
   Files supplemental_files;
   Factory file_factory = make_file;
+  ServiceNotify notify;
+  std::int64_t newest = INT64_MIN;  // the latest time of a row read from an input
 };
 
 }  // namespace vexil

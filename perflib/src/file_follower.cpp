@@ -11,6 +11,7 @@
 #include <mutex>
 #include <thread>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace perflib {
 
@@ -49,10 +50,11 @@ class Inotify {
     }
   }
 
-  // Returns at the first event on file_watch, or on directory_watch for an entry called name, or
-  // after timeout_ms. Events of other watches are dropped: their readers look at their files
-  // before they wait, so nothing they announced can be missed.
-  void wait(int file_watch, int directory_watch, const std::string& name, int timeout_ms) {
+  // Returns at the first event that wanted(event) accepts (or a queue overflow), or after
+  // timeout_ms. Other events are dropped: their readers look at their files before they wait, so
+  // nothing they announced can be missed.
+  template <class Wanted>
+  void wait(const Wanted& wanted, int timeout_ms) {
     using Clock = std::chrono::steady_clock;
     const auto until = Clock::now() + std::chrono::milliseconds(timeout_ms);
     alignas(inotify_event) char buffer[8192];
@@ -66,8 +68,7 @@ class Inotify {
       const ssize_t length = read(fd, buffer, sizeof buffer);
       for (ssize_t at = 0; at < length;) {
         const auto* event = reinterpret_cast<const inotify_event*>(buffer + at);
-        if ((event->mask & IN_Q_OVERFLOW) != 0 || event->wd == file_watch
-            || (event->wd == directory_watch && event->len > 0 && name == event->name)) {
+        if ((event->mask & IN_Q_OVERFLOW) != 0 || wanted(*event)) {
           return;
         }
         at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
@@ -160,12 +161,44 @@ bool FileFollower::rewritten(FILE* file, off_t position, std::string_view before
 
 void FileFollower::wait(off_t position) {
   if (file_watch >= 0) {
-    Inotify::instance().wait(file_watch, directory_watch, base_name, RECHECK_MS);
+    Inotify::instance().wait(
+        [this](const inotify_event& event) {
+          return event.wd == file_watch
+                 || (event.wd == directory_watch && event.len > 0 && base_name == event.name);
+        },
+        RECHECK_MS);
     return;
   }
   poll_delay_ms = position == last_position ? std::min(2 * poll_delay_ms, MAX_POLL_DELAY_MS) : 1;
   last_position = position;
   std::this_thread::sleep_for(std::chrono::milliseconds(poll_delay_ms));
+}
+
+void FileFollower::wait_any(const std::vector<FileFollower*>& followers, int timeout_ms) {
+  std::unordered_set<int> files, directories;
+  bool unwatched = false;
+  for (const FileFollower* f : followers) {
+    files.insert(f->file_watch);
+    directories.insert(f->directory_watch);
+    unwatched = unwatched || f->file_watch < 0;
+  }
+  if (unwatched) {  // a file without a watch is looked at again after a short sleep
+    std::this_thread::sleep_for(std::chrono::milliseconds(std::min(timeout_ms, MAX_POLL_DELAY_MS)));
+    return;
+  }
+  Inotify::instance().wait(
+      [&](const inotify_event& event) {
+        if (files.count(event.wd) != 0) {
+          return true;
+        }
+        if (event.len == 0 || directories.count(event.wd) == 0) {
+          return false;
+        }
+        return std::any_of(followers.begin(), followers.end(), [&](const FileFollower* f) {
+          return f->directory_watch == event.wd && f->base_name == event.name;
+        });
+      },
+      std::min(timeout_ms, RECHECK_MS));
 }
 
 }  // namespace perflib

@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace perflib {
 
@@ -40,6 +41,9 @@ class FileFollower {
   bool rewritten(FILE* file, off_t position, std::string_view before, std::size_t just_read) const;
   // Returns when the file or its path may have changed.
   void wait(off_t position);
+  // Returns when any of followers' files or paths may have changed, or after timeout_ms (at most
+  // the recheck interval; where a file has no watch, at most the longest poll delay).
+  static void wait_any(const std::vector<FileFollower*>& followers, int timeout_ms);
   // The reader switched to a newly opened file.
   void watch(FILE* file);
 

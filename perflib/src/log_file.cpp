@@ -118,8 +118,9 @@ void LogFile::start_over() {
 
 // The next line, or nullptr at the end of the input (not in tail mode) and after a failed read.
 // In tail mode a line the writer has not finished when the reader reaches the end of the file is
-// kept and completed by what follows: a write can reach the reader in parts.
-char* LogFile::read_line() {
+// kept and completed by what follows: a write can reach the reader in parts. Unless wait is set,
+// nullptr also when no complete line is there yet (blocked is then set).
+char* LogFile::read_line(bool wait) {
   for (;;) {
     std::size_t length;
     if (char* line = lines->next_line(length)) {
@@ -139,7 +140,10 @@ char* LogFile::read_line() {
       }
     } else if (n == 0) {
       if (tail) {
-        follow();
+        if (!follow(wait)) {
+          blocked = true;
+          return nullptr;
+        }
       } else {
         ended = true;
       }
@@ -147,23 +151,27 @@ char* LogFile::read_line() {
   }
 }
 
-void LogFile::follow() {
+// At the end of the open file in tail mode: false when nothing has changed and wait is not set;
+// otherwise waits for a change if there is none, and the reader reads again.
+bool LogFile::follow(bool wait) {
   switch (follower->at_end(file, position())) {
     case FileFollower::FA_READ:
-      return;
+      return true;
     case FileFollower::FA_REWIND:
       start_over();
-      return;
+      return true;
     case FileFollower::FA_WAIT:
-      follower->wait(position());
-      return;
+      if (wait) {
+        follower->wait(position());
+      }
+      return wait;
     case FileFollower::FA_REOPEN:
       break;
   }
   InputStream next = open_input_stream(name);
   if (next.file == nullptr) {
     if (errno == ENOENT) {
-      return;  // gone again before it could be opened: wait for the next one
+      return true;  // gone again before it could be opened: wait for the next one
     }
     throw std::runtime_error("Unable to open file: " + name);
   }
@@ -173,18 +181,38 @@ void LogFile::follow() {
   if (decoding) {  // it does not grow: read to its end, it ends this input
     tail = false;
     follower.reset();
-    return;
+    return true;
   }
   follower->watch(file);
+  return true;
 }
 
 RecordPtr LogFile::read_next() {
-  std::shared_ptr<Context> layout;
-  while (char* line = read_line()) {
+  return next_record(true);
+}
+
+RecordPtr LogFile::read_next_ready() {
+  return next_record(false);
+}
+
+void LogFile::wait_any(const std::vector<LogFile*>& files, int timeout_ms) {
+  std::vector<FileFollower*> followers;
+  for (LogFile* f : files) {
+    if (f->follower) {
+      followers.push_back(f->follower.get());
+    }
+  }
+  FileFollower::wait_any(followers, timeout_ms);
+}
+
+RecordPtr LogFile::next_record(bool wait) {
+  blocked = false;
+  while (char* line = read_line(wait)) {
     if (line[0] == '#') {
-      layout = std::make_shared<Context>(line);
+      header = std::make_shared<Context>(line);
       continue;
     }
+    std::shared_ptr<Context> layout = std::move(header);
     if (!layout) {
       if (previous) {
         layout = previous->get_context();
@@ -196,6 +224,7 @@ RecordPtr LogFile::read_next() {
     if (skip_before != INT64_MIN && layout->time_index() == 0) {
       char* p = skip_delimiters(line);
       if (*p != '\0' && static_cast<std::int64_t>(read_count(p)) < skip_before) {
+        header = std::move(layout);  // still the layout of the lines that follow
         continue;
       }
     }
@@ -206,6 +235,10 @@ RecordPtr LogFile::read_next() {
     previous = record;
     return record;
   }
+  if (blocked) {
+    return nullptr;
+  }
+  header.reset();
   if (tail) {
     throw std::runtime_error("File read error");
   }

@@ -28,6 +28,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "export.h"
 #include "record.h"
@@ -55,6 +56,16 @@ class PERFLIB_EXPORT LogFile {
   // <path>: <reason>" once the lines before the damage have been returned. A line longer than
   // 16 MiB throws "<path>: line <n> is longer than 16 MiB" (n counts from 1 at the file's top).
   virtual RecordPtr read_next();
+  // In tail mode, the next record if the lines that make it are complete in the file now;
+  // otherwise empty at once, without waiting, and would_block() is true (a header line read so
+  // far is kept for the next call). Empty with would_block() false is the end, as for read_next,
+  // which it otherwise equals, errors included.
+  RecordPtr read_next_ready();
+  bool would_block() const { return blocked; }
+  // Returns when any of files (those in tail mode) may have changed, after timeout_ms at the
+  // latest: with the files watched, at most half a second; where one cannot be watched, at most
+  // 200 ms.
+  static void wait_any(const std::vector<LogFile*>& files, int timeout_ms);
   // Time of the record returned last; 0 before the first and after the end.
   virtual std::int64_t get_prev_time();
   virtual void do_destruct();
@@ -76,11 +87,12 @@ class PERFLIB_EXPORT LogFile {
 
  private:
   RecordPtr make_record(const std::shared_ptr<Context>& layout, char* line);
-  char* read_line();
+  RecordPtr next_record(bool wait);
+  char* read_line(bool wait);
   ssize_t read_block();
   off_t position() const;
   void start_over();
-  void follow();
+  bool follow(bool wait);
   void take(InputStream& input);
   std::unique_ptr<LineBuffer> lines;
   std::unique_ptr<FileFollower> follower;    // in tail mode
@@ -90,6 +102,8 @@ class PERFLIB_EXPORT LogFile {
   bool failed = false;          // a read failed
   std::int64_t skip_before = INT64_MIN;  // data lines earlier than this are passed over
   off_t end_offset = -1;                 // where reading stops, if not at the end of the file
+  bool blocked = false;                  // read_next_ready found no complete line
+  std::shared_ptr<Context> header;       // of the header line read last, until a data line follows
 };
 
 }  // namespace perflib
