@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Records: parsing a data line, the time column, layout matching and derived columns.
 //
 // Layouts are reconciled in two steps. match_context upgrades the older of two records, in

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Combining rows column by column. The receiving column's PegType picks the rule:
 //
 //              single instance   multi instance   min / max      average

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One value of a row: a counter or an extended-precision real, selected by the column's PegType.
 #ifndef PERFLIB_BITS_PEG_H
 #define PERFLIB_BITS_PEG_H
