@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Installs a build into a temporary prefix, checks the installed tree, builds the example consumer
 # against it the way another project would and compares what it prints.
 #   install_test.sh find_package|pkg-config CMAKE GENERATOR BUILD_DIR LIBDIR VERSION CONSUMER_DIR CXX
@@ -25,7 +26,7 @@ fail() {
 for file in bin/vexil "$libdir/libperflib.so.$version" "$libdir/libperflib.so" include/perflib \
   include/perflib_bits/record.h include/perflib_legacy.h "$libdir/cmake/perflib/perflibConfig.cmake" \
   "$libdir/cmake/perflib/perflibConfigVersion.cmake" "$libdir/pkgconfig/perflib.pc" \
-  share/man/man1/vexil.1 bin/vexil-plot share/man/man1/vexil-plot.1 \
+  share/man/man1/vexil.1.gz bin/vexil-plot share/man/man1/vexil-plot.1.gz \
   share/bash-completion/completions/vexil share/bash-completion/completions/vexil-plot \
   lib/sysusers.d/vexil.conf; do
   [ -e "$prefix/$file" ] || fail "not installed: $file"
