@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Helpers shared by the benchmark scripts; source it after setting root and jobs.
 
 # build_tools TARGET...: builds the targets with the preset "bench" (build/bench), or in

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The practical single-core limit of a merge: reads the given statistics files one after the
 // other in large blocks, parses every field with std::from_chars and adds each row into the sum of
 // its time bucket (bucket size seconds, 300 by default, over all files), then prints one line of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes benchmark input for vexil: D instance directories, each holding one statistics file of
 // the same name, in the current engine's layout (optionally some in the older layout, plus a
 // supplemental-drop file).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The columns of the benchmark logs and how their values are made, shared by the log generator
 // and the micro-benchmarks.
 //

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Peak memory of a merge against the size of its input. A merge holds only the buckets still
 # open (those some input has not yet passed) and one pending record per input, so its peak RSS
 # should stay flat as the files grow. Last, the peak over input without line ends.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Micro-benchmarks of the merge's hot paths on realistic rows (the same columns and values as the
 // benchmark logs): parsing a data line into a Record, the two accumulations on one context,
 // combining one bucket's records as a Bucket does, parsing a header into a Context, and

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Times vexil-plot drawing a year of 5-minute buckets (105,120 rows and one day missing, 40 columns,
 # the header repeated once mid-year) to PNG, SVG and PDF. The target is under 3 s for
 # each picture.

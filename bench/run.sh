@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Times vexil against the floor (a minimal parse-and-sum of the same files) on generated logs, and
 # against Miller and DuckDB when they are installed. Prints median wall time, throughput, the
 # ratio to the floor and peak RSS.

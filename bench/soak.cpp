@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Soak run of `vexil -t`: first idle, then writers append to every input at a steady rate,
 // rotating some inputs (renamed, new file with a header) and truncating one in place, while vexil
 // follows them. Reports vexil's CPU share in both phases, its peak RSS after the idle phase and at

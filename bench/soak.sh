@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Soak run of vexil -t (see soak.cpp): an idle phase, then writers appending to every input at a
 # steady rate with rotation and truncation. Prints CPU share, peak RSS, bucket latency, and
 # whether the output equals a plain merge of the same lines (the exit status says so too).

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Warnings and sanitizer flags, linked PRIVATE by every target of the project.
 add_library(standard_settings INTERFACE)
 target_compile_options(standard_settings INTERFACE -Wall -Wextra -Wpedantic)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A header line into a Context, checked against a reading of the same line with strtok: one
 // field per token, the layout from the tokens, repeated names suffixed, every name indexed at its
 // last position, the width of the longest label. The same line parsed twice gives equal contexts,

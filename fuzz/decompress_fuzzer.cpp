@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The reader of compressed files: the input is a file's content, opened by path as a LogFile
 // opens it. Its text is read to the end, or to a bound for inputs that expand a lot, and the
 // stream closed, perhaps while its thread is still decompressing ahead.

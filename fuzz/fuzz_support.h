@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The harness shared by the fuzz targets: FUZZ_TARGET(text) { ... } defines the entry point
 // around a body that gets each input as text, FUZZ_CHECK stops the fuzzer with a message, and the
 // helpers below copy and split lines the way the parsers and their C-library references do.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A whole merge in process: the input becomes one to three small files in a private temporary
 // directory, which vexil's own entry point (the one the program's main calls) then merges, its
 // output going to /dev/null.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A data line into a Record in each of several layouts: the supplemental-drop one, the older
 // engine's and the current engine's (with every column kind they use, per-thread, unknown and
 // repeated columns), one without a time column, and the empty one. Every peg is checked against

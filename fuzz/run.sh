@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the libFuzzer targets (clang, AddressSanitizer + UndefinedBehaviorSanitizer) with the
 # CMake preset "fuzz" (in build/fuzz, or $VEXIL_FUZZ_BUILD) and runs each for a bounded time
 # (`./dev fuzz` installs clang first):

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The installed tree as another project sees it: install this build into a temporary prefix, build
 # examples/consumer against it through find_package and through pkg-config, and run it. A
 # sanitized perflib needs a sanitized consumer, so the consumer gets the same instrumentation.

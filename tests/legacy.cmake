@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The legacy C interface, tested the way its callers use it: from a C program linked against the
 # shared library, and by its exported names.
 add_executable(legacy_c_test legacy_c_test.c)

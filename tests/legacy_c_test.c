@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The legacy C interface, used from C as its callers use it. The reports (both, in both forms,
 // byte for byte) print an average, a minimum and a maximum made by the block arithmetic, so the
 // expected text checks the arithmetic and its deliberate quirks too; what no report shows is

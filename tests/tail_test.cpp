@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Following files under -t through the real vexil binary: rotation, truncation, a new file that
 // cannot be opened, stop signals. Every wait is bounded and ends as soon as the output is there.
 #include <linux/capability.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Shared test helpers: a per-test temporary directory, what is printed on a FILE*, running a
 // program with its output and status captured, or left running with its output piped.
 #ifndef TESTS_TEST_SUPPORT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // End-to-end runs of vexil and vexil-plot, one test per directory under tests/cases. A case holds
 // its input files, "cmd" (a bash script run in a scratch copy of the case, with both programs on
 // PATH, TZ=UTC, -e and pipefail), and the expected "stdout", "stderr" (absent: empty) and "status"

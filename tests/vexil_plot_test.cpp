@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // vexil-plot end to end: pictures of the example merge and the script of awkward column names.
 #include <filesystem>
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command line of vexil: input paths, supplemental-drop paths, bucket size, tail mode, the
 // output file and the lag allowed in tail mode.
 #ifndef VEXIL_ARGUMENTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucket.h"
 
 #include "stop_signals.h"

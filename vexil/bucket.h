@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One time interval of the merge: one combined record per stretch of an input's rows that fell
 // into it. A bucket prints itself when its last holder lets it go: the records are combined
 // across inputs, stamped with the END of the interval and written as CSV, with a header line

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The open time buckets, oldest first. A bucket is complete once every live input's latest
 // record lies at or after its end; flush_ready then drops it from the map (which prints it, see
 // Bucket). Buckets leave strictly from the oldest end: an incomplete oldest bucket holds back

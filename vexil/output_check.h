@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Standard output that cannot be written is an error, as for any filter: a full disk or a closed
 // terminal must not end the run with status 0 after every merged line was lost.
 #ifndef VEXIL_OUTPUT_CHECK_H

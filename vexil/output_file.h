@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // --output: vexil opens its output file itself rather than leaving it to whoever starts it. A
 // service manager opens a redirection before it makes the service's directories, so the first
 // start on a fresh host would fail; opened here, the file is made after them, as the service's

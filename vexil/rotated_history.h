@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The rotated predecessors of a statistics file (--rotated): the files beside it that log
 // rotation left, named PATH.N (numbered) or PATH-DATE (dated), with or without a compression
 // suffix. They are read before the file itself, oldest first, as the same input.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a service manager that started vexil with Type=notify is told: READY=1 once the inputs
 // are open, a STATUS= line whenever it changes (inputs, the end of the last bucket printed,
 // inputs lagging) and, when it asks for a watchdog, WATCHDOG=1 at least every half of its

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SIGTERM and SIGINT (systemctl stop, an interrupt) end a run at a line boundary, with status
 // 128 + the signal: the merged output never ends in a part of a line, whenever the signal comes.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The window of row times a run merges (--since, --until): since <= time < until. A time is
 // given as epoch seconds or in ISO 8601, a time without a zone meaning UTC.
 #ifndef VEXIL_TIME_WINDOW_H

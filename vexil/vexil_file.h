@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One input of the merge: a log reader that folds its consecutive rows of one time bucket into
 // one pending record and hands it to that bucket when its rows move on to another bucket.
 //

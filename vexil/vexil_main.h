@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The whole program: parse the command line, run the merge, report a user error.
 #ifndef VEXIL_VEXIL_MAIN_H
 #define VEXIL_VEXIL_MAIN_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The merge: one reader per input, one record from every live input per pass, and after each
 // pass every bucket that all inputs have passed is printed.
 //

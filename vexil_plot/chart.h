@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What vexil-plot draws: stacked panels of series over one shared time axis.
 #ifndef VEXIL_PLOT_CHART_H
 #define VEXIL_PLOT_CHART_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a column is drawn, from its kind: sums as per-second rates over the bucket, the others
 // (maxima, last values, rates, averages, percentages) as the levels vexil printed.
 #ifndef VEXIL_PLOT_COLUMN_KIND_H

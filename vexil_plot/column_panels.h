@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The chart asked for with -c: one panel per pattern, split by how its columns are drawn (per
 // second, level, percent), so no panel mixes units.
 #ifndef VEXIL_PLOT_COLUMN_PANELS_H

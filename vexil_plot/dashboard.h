@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The default chart: traffic, drops, throughput, TCP sessions and CPU per packet thread, each
 // panel left out when the input lacks its columns.
 #ifndef VEXIL_PLOT_DASHBOARD_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs gnuplot on a script given on its standard input.
 #ifndef VEXIL_PLOT_GNUPLOT_RUNNER_H
 #define VEXIL_PLOT_GNUPLOT_RUNNER_H

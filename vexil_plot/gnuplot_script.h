@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The gnuplot script that draws a chart, with its data inline as datablocks, so the script alone
 // reproduces the picture and can be edited and run again.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A picture file that appears whole or not at all: gnuplot writes a temporary file beside the
 // target, which is renamed over the target only once gnuplot has succeeded. The temporary file
 // is removed when the picture is abandoned, also when an interrupt or termination signal ends

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command line of vexil-plot.
 #ifndef VEXIL_PLOT_PLOT_ARGUMENTS_H
 #define VEXIL_PLOT_PLOT_ARGUMENTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The whole of vexil-plot: read the merged CSV, build the chart, hand it to gnuplot.
 #ifndef VEXIL_PLOT_PLOT_MAIN_H
 #define VEXIL_PLOT_PLOT_MAIN_H

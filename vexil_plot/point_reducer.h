@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Cuts a series down to what a plot of a given width can show. The time range is divided into
 // one slot per pixel (or text column); a slot keeps only its lowest and its highest point, in
 // time order, so every peak and every trough stays visible while gnuplot gets at most two

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // vexil's merged CSV in memory, one vector of values per column.
 //
 // Rows are read with perflib's LogFile, so a header line that vexil repeats when the layout

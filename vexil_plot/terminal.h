@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the chart goes and at what size: a picture file whose extension names the format, or
 // text on standard output.
 #ifndef VEXIL_PLOT_TERMINAL_H

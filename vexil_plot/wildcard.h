@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Column-name patterns: "*" matches any run of characters, every other character only itself
 // (so "stats.usr[0]" names the column of that name).
 #ifndef VEXIL_PLOT_WILDCARD_H

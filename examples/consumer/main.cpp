@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Two samples of one engine, combined over time into one row and printed as CSV.
 #include <cstdio>
 #include <memory>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The legacy C interface of perflib: one sample of engine statistics in a flat block, the
 // operations that create, sum, average and bound such blocks, their fixed-format text reports and
 // the listing of the current layout's modules. The header is valid C11 and C++.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The derived columns of the current layout: the rates, ratios and percentages that the older
 // engine reported and the current one leaves to be computed from its counters.
 #include <memory>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The process-wide tables, defined in this one file so that they are built in this order before
 // main and destroyed in the reverse order at exit: each one reads those above it, and building
 // the calc plans adds rows to trelk_3_fields and pairs to trelk_2_to_trelk_3.

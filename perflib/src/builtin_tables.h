@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Internal: the builders of the built-in tables, called in order by builtin_tables.cpp.
 #ifndef PERFLIB_SRC_BUILTIN_TABLES_H
 #define PERFLIB_SRC_BUILTIN_TABLES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Header parsing: the layout is recognised from the column names, then each column is looked up
 // in that layout's table; unknown columns become summed counters named by their header token, and
 // a repeated column gets "_DUPLICATE" appended so every name stays distinct.

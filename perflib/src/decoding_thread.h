@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The thread that decompresses one compressed file ahead of its reader. It reads the compressed
 // bytes, decodes them with a StreamDecoder and writes the text into a ring of fixed size; the
 // reader copies the text out of the ring in order. Decompression so runs on another core than

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Following a growing file at its end, the way `tail -F` does: telling a file that grew from one
 // that was truncated in place or replaced under its path, and sleeping until something changes.
 //

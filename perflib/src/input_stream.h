@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Opening a statistics file for reading whatever it is stored as. A file that begins with the
 // signature of a gzip, zstd or xz stream is read as its decompressed text, which a DecodingThread
 // decompresses ahead of the reader; any other file is read as it is.

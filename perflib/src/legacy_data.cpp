@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The legacy statistics block: create, set, sum, average and bound flat blocks.
 //
 // The fields are grouped in tables of member pointers so each operation says once which groups

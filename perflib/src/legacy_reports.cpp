@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The fixed-format text reports of the legacy block, printed with printf on standard output.
 //
 // Each report is a table of lines in print order; a line marked long-form is printed only when

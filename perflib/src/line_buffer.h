@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The text of a file on its way to being split into lines. The reader reads large blocks of the
 // file into the buffer's free room; the buffer hands out each complete line in place (no copy),
 // ends it with a NUL and leaves it writable until the next call. Text after the last complete

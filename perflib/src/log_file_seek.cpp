@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finding the first row at or after a time without parsing what comes before it.
 #include <sys/mman.h>
 #include <sys/stat.h>

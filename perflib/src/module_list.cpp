@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The statistics modules of the current layout and their pegs, as one line of engine
 // configuration, and the display names of the normalisation counters.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Internal: splitting and converting the cells of statistics lines.
 //
 // Lines split like strtok on the delimiters "," and "\n": a run of delimiters separates two

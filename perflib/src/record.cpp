@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Records: parsing a data line, the time column, layout matching and derived columns.
 //
 // Layouts are reconciled in two steps. match_context upgrades the older of two records, in
@@ -84,7 +85,7 @@ void Record::set_time(std::int64_t t) {
   while (pegs.size() <= at) {
     push_peg(context->fields[pegs.size()].type);
   }
-  pegs[at] = Peg::of_count(static_cast<std::uint64_t>(t));
+  pegs[at].set_count(static_cast<std::uint64_t>(t));
   if (at < averaged_integers.size()) {
     averaged_integers[at] = false;
   }
@@ -185,12 +186,12 @@ void Record::derive(std::time_t t) {
     }
     catch_up();
     if (is_integer(context->fields[at].type)) {
-      pegs[at] = Peg::of_count(real_to_count(v));
+      pegs[at].set_count(real_to_count(v));
       if (at < averaged_integers.size()) {
         averaged_integers[at] = false;
       }
     } else {
-      pegs[at] = Peg::of_value(v);
+      pegs[at].set_value(v);
     }
   }
 }

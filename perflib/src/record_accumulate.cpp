@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Combining rows column by column. The receiving column's PegType picks the rule:
 //
 //              single instance   multi instance   min / max      average
@@ -34,7 +35,7 @@ void Record::combine(std::uint32_t pos, const Peg& b, bool b_is_value, bool foun
   Peg& a = pegs[pos];
   if (is_integer(type)) {
     if (pos < averaged_integers.size() && averaged_integers[pos]) {
-      a = Peg::of_count(real_to_count(a.value));  // back to a counter before counting on
+      a.set_count(real_to_count(a.value));  // back to a counter before counting on
       averaged_integers[pos] = false;
     }
     const std::uint64_t bc = b_is_value ? real_to_count(b.value) : b.count;
@@ -66,7 +67,7 @@ void Record::combine(std::uint32_t pos, const Peg& b, bool b_is_value, bool foun
         r = ac + bc;
       }
     }
-    pegs[pos] = Peg::of_count(r);
+    pegs[pos].set_count(r);
     return;
   }
   const long double bv = b_is_value ? b.value : static_cast<long double>(b.count);
@@ -205,7 +206,7 @@ void Record::collapse() {
     }
     if (!holds_value(i)) {
       // deliberate: an averaged counter becomes a real; its column stays an integer kind
-      pegs[i] = Peg::of_value(static_cast<long double>(pegs[i].count));
+      pegs[i].set_value(static_cast<long double>(pegs[i].count));
       if (averaged_integers.size() <= i) {
         averaged_integers.resize(pegs.size(), false);
       }

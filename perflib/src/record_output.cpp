@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Printing records: CSV header and rows (what the merge tool writes), the formatted block and the
 // average/min/max report. Reals print with %Lg and counters with %lu; a counter column that
 // collapse() averaged holds a real and prints as one.

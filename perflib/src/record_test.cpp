@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Records: parsing, layouts, accumulation by column kind, derived columns and every output form.
 #include "perflib_bits/record.h"
 

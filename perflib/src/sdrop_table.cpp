@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The column table of supplemental-drop files ("#time,sdrops").
 #include "builtin_tables.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "stream_decoder.h"
 
 #include <isa-l/igzip_lib.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The decoders of the compressed formats a statistics file may come in (gzip, zstd, xz), behind
 // one streaming interface, and the recognition of a format by the first bytes of a file.
 #ifndef PERFLIB_SRC_STREAM_DECODER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A ring of fixed capacity between one writer and one reader of a byte stream. Positions count
 // bytes from the start of the stream: the byte at position p sits at p % capacity. The writer
 // appends at position written, the reader takes from position read; the bytes in between are

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The column table of the older engine's files, in the column order of those files.
 //
 // deliberate: several labels repeat (row 40 "avg_bytes_per_packet" carries the label of row 45)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The column table of the current engine's files. A row with a source column of the older layout
 // takes its label and kind from that row of trelk_2_fields, and the pair (source, row) forms the
 // transform trelk_2_to_trelk_3, in the order of these rows.

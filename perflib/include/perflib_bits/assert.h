@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library's one always-on consistency check. Unlike assert() it stays in release builds: a
 // failure prints the source ("perflib"), the line, the full signature of the operation and the
 // condition as written, then aborts.

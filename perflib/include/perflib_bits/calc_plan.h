@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Derived columns: a plan computes one "stats." column of the current layout from a record.
 //
 // Constructing a plan registers its target column: in trelk_3_fields, and, when the old layout

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The column layout of a statistics file: parsed from its header line and shared by every record
 // read under that header.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Expression trees over the columns of a record, used by the derived columns (CalcPlan).
 //
 // Trees are immutable and shared. Arithmetic nodes evaluate their right operand first, compute in

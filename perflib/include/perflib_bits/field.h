@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A column: its name in a file header, its display label and its PegType. Both strings are
 // shared, so copying a Field is cheap and copies share the text.
 #ifndef PERFLIB_BITS_FIELD_H

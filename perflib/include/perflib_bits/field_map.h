@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The column dictionary of one file layout (see WildcardMap for the pattern rules).
 #ifndef PERFLIB_BITS_FIELD_MAP_H
 #define PERFLIB_BITS_FIELD_MAP_H

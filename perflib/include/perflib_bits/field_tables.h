@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The built-in column tables of the three file layouts and the transforms between them.
 //
 // Layouts: 1 supplemental drops ("#time,sdrops"), 2 the older engine, 3 the current engine. A

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads a statistics file line by line: header lines become Contexts, data lines Records in the
 // layout of the header before them. A file whose first line is data reads as "#time,sdrops".
 // In tail mode the reader waits at the end of the file for the next line, without spinning; a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One value of a row: a counter or an extended-precision real, selected by the column's PegType.
 #ifndef PERFLIB_BITS_PEG_H
 #define PERFLIB_BITS_PEG_H
@@ -6,12 +7,6 @@
 #include <cstring>
 
 #include "peg_type.h"
-
-// GCC notes that passing a union holding a long double changed ABI in GCC 4.6: not a problem here.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wpsabi"
-#endif
 
 namespace perflib {
 
@@ -22,22 +17,21 @@ union Peg {
   // Every byte starts at zero, so either member reads as zero and no padding is undefined.
   Peg() noexcept { std::memset(static_cast<void*>(this), 0, sizeof *this); }
 
-  static Peg of_count(std::uint64_t c) noexcept {
-    Peg p;
-    p.count = c;
-    return p;
+  // Setters in place rather than factories returning a Peg: GCC notes every function that passes or
+  // returns a union holding a long double by value (its ABI changed in GCC 4.4), in the code of
+  // every program that includes this header. Every byte not set is zero, as after construction.
+  Peg& set_count(std::uint64_t c) noexcept {
+    *this = Peg();
+    count = c;
+    return *this;
   }
-  static Peg of_value(long double v) noexcept {
-    Peg p;
-    p.value = v;
-    return p;
+  Peg& set_value(long double v) noexcept {
+    *this = Peg();
+    value = v;
+    return *this;
   }
 };
 
 }  // namespace perflib
-
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic pop
-#endif
 
 #endif

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kind of a statistics column: how its values are stored and how two rows combine.
 #ifndef PERFLIB_BITS_PEG_TYPE_H
 #define PERFLIB_BITS_PEG_TYPE_H

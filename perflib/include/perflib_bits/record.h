@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One row of a statistics file: a Peg per column of its (shared) Context.
 //
 // Records combine column by column according to each column's PegType. Values that must end as

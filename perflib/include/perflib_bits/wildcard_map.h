@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A dictionary of columns by name, with wildcard patterns for per-instance columns.
 //
 // A pattern name holds one "*" where the instance number goes ("usr[*]", "thread_*.cpu_user").
