@@ -16,7 +16,7 @@ namespace {
 
 // Options that have only a long name take values beyond every character, so getopt_long never
 // confuses them with a short option.
-enum LongOnly : int { kHelp = 256, kOutput, kSince, kUntil, kVersion, kRotated, kMaxLag };
+enum LongOnly : int { kHelp = 256, kOutput, kSince, kUntil, kVersion, kRotated, kMaxLag, kStrict };
 
 // The long options and their lines of the --help text, in the same order.
 const option long_options[] = {
@@ -27,6 +27,7 @@ const option long_options[] = {
     {"version", no_argument, nullptr, kVersion},
     {"rotated", no_argument, nullptr, kRotated},
     {"max-lag", required_argument, nullptr, kMaxLag},
+    {"strict", no_argument, nullptr, kStrict},
     {nullptr, 0, nullptr, 0},
 };
 const char long_help[] =
@@ -43,6 +44,9 @@ const char long_help[] =
     "      the history is read, then FILE is followed\n"
     "   --max-lag seconds (with -t: print a bucket once a row this far past its end was read,\n"
     "             without the inputs that lag; their late rows are dropped)\n"
+    "   --strict end the run at the first line that is not exactly a statistics line\n"
+    "      (cells as many as the header's, numbers of the column's kind, time never\n"
+    "      going back, no carriage return or byte that is not text): PATH:LINE: reason\n"
     "   --version print the version\n"
     " arguments that are not options are read as more files, each as typed\n"
     " (vexil -f logs/engine*/perf_monitor.csv reads every engine)\n"
@@ -129,6 +133,9 @@ void Arguments::parse(int argc, char** argv) {
         break;
       case kUntil:
         window.until = parse_time(optarg, "until");
+        break;
+      case kStrict:
+        strict = true;
         break;
       case kRotated:
         rotated = true;

@@ -32,6 +32,7 @@ class Arguments {
   std::optional<std::int64_t> max_lag;          // --max-lag, seconds of data time (needs -t)
   bool tail = false;
   bool rotated = false;  // --rotated
+  bool strict = false;   // --strict
   bool help = false;
   int bucket_size = 300;  // seconds
 };

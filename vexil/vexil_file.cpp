@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "bucket_map.h"
+#include "strict_check.h"
 
 namespace vexil {
 
@@ -48,6 +49,9 @@ perflib::RecordPtr VexilFile::next_record(bool ready) {
     if (history_file || !history.empty()) {
       if (!history_file) {
         history_file = std::make_unique<HistoryFile>(history.front(), layout);
+        if (strict) {
+          history_file->set_line_check(StrictCheck(history.front()));
+        }
         if (window != nullptr) {
           history_file->read_window(window->since, window->until);
         }

@@ -50,6 +50,7 @@ class VexilFile : public perflib::LogFile {
   BucketMap& map;
   // Rows outside it are passed over; in tail mode a row at or after its end ends the input.
   const TimeWindow* window = nullptr;
+  bool strict = false;  // --strict: its history files are checked too
   bool lagging = false;
   std::int64_t late_rows = 0;  // dropped while lagging
 

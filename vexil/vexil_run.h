@@ -24,6 +24,7 @@
 #include "rotated_history.h"
 #include "service_notify.h"
 #include "stop_signals.h"
+#include "strict_check.h"
 #include "vexil_file.h"
 
 namespace vexil {
@@ -50,6 +51,16 @@ class VexilRun {
     }
     for (const std::string& path : args.supplemental_paths) {
       supplemental_files.push_back(file_factory(path, args.tail, bucket_map));
+    }
+    if (args.strict) {
+      for (std::size_t i = 0; i < files.size(); ++i) {
+        files[i]->strict = true;
+        files[i]->set_line_check(StrictCheck(args.paths[i]));
+      }
+      for (std::size_t i = 0; i < supplemental_files.size(); ++i) {
+        supplemental_files[i]->strict = true;
+        supplemental_files[i]->set_line_check(StrictCheck(args.supplemental_paths[i]));
+      }
     }
     if (args.rotated) {
       for (std::size_t i = 0; i < files.size(); ++i) {

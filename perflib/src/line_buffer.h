@@ -44,6 +44,8 @@ class LineBuffer {
   // line has no "\n"); nullptr when there is none.
   char* rest(std::size_t& length);
   bool has_rest() const { return begin != end; }
+  // The number of the line handed out last, counting from 1 at the start of the file.
+  std::uint64_t line_number() const { return lines; }
   // Up to RECENT_SIZE bytes of the text just before the end of what was added, as read (after
   // room(), which puts back what handing out a line changed).
   std::string_view recent() const;

@@ -51,6 +51,10 @@ void LogFile::take(InputStream& input) {
   ended = failed = false;
 }
 
+void LogFile::set_line_check(LineCheck check) {
+  line_check = std::move(check);
+}
+
 void LogFile::close() {
   std::fclose(file);
   decoding.reset();  // after the stream that reads from it
@@ -125,13 +129,16 @@ char* LogFile::read_line(bool wait) {
   for (;;) {
     std::size_t length;
     if (char* line = lines->next_line(length)) {
+      line_size = length - 1;
       return line;
     }
     if (failed) {
       return nullptr;
     }
     if (ended) {
-      return lines->rest(length);
+      char* line = lines->rest(length);
+      line_size = length;
+      return line;
     }
     const ssize_t n = read_block();
     if (n < 0) {
@@ -209,6 +216,9 @@ void LogFile::wait_any(const std::vector<LogFile*>& files, int timeout_ms) {
 RecordPtr LogFile::next_record(bool wait) {
   blocked = false;
   while (char* line = read_line(wait)) {
+    if (line_check) {
+      line_check(line, line_size, lines->line_number());
+    }
     if (line[0] == '#') {
       header = std::make_shared<Context>(line);
       continue;

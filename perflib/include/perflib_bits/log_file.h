@@ -70,6 +70,11 @@ class PERFLIB_EXPORT LogFile {
   // Time of the record returned last; 0 before the first and after the end.
   virtual std::int64_t get_prev_time();
   virtual void do_destruct();
+  // Called with every line read, header or data, before it is used: its text (NUL-terminated,
+  // "\n" left out), its size in bytes (NULs in the line included) and its number in the file.
+  // An exception it throws leaves read_next.
+  using LineCheck = std::function<void(const char* line, std::size_t size, std::uint64_t number)>;
+  void set_line_check(LineCheck check);
   // Reads the rows with since <= time < until: passes over the data lines before since (by
   // their first cell) without making records of them. A plain file opened by path and not
   // followed, of which nothing was read yet, is first moved to its first row at or after since,
@@ -103,8 +108,10 @@ class PERFLIB_EXPORT LogFile {
   bool failed = false;          // a read failed
   std::int64_t skip_before = INT64_MIN;  // data lines earlier than this are passed over
   off_t end_offset = -1;                 // where reading stops, if not at the end of the file
-  bool blocked = false;                  // read_next_ready found no complete line
-  std::shared_ptr<Context> header;       // of the header line read last, until a data line follows
+  LineCheck line_check;
+  std::size_t line_size = 0;        // of the line read_line returned last
+  bool blocked = false;             // read_next_ready found no complete line
+  std::shared_ptr<Context> header;  // of the header line read last, until a data line follows
 };
 
 }  // namespace perflib
