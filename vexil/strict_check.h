@@ -18,6 +18,13 @@ class StrictCheck {
  public:
   explicit StrictCheck(std::string path) : path(std::move(path)) {}
 
+  // The lines that follow are those of another file of the same input (rotated history): its
+  // header may come from the file before, its times start again.
+  void start_file(std::string next_path) {
+    path = std::move(next_path);
+    any_row = false;
+  }
+
   // A perflib::LogFile::LineCheck: throws std::runtime_error at an offence.
   void operator()(const char* line, std::size_t size, std::uint64_t number);
 

@@ -6,7 +6,6 @@
 #include <iterator>
 
 #include "bucket_map.h"
-#include "strict_check.h"
 
 namespace vexil {
 
@@ -36,6 +35,14 @@ VexilFile::~VexilFile() {
   note_skipped();
 }
 
+void VexilFile::check_strictly(const std::string& path) {
+  live_path = path;
+  strict_check = std::make_shared<StrictCheck>(path);
+  set_line_check([c = strict_check](const char* line, std::size_t size, std::uint64_t number) {
+    (*c)(line, size, number);
+  });
+}
+
 void VexilFile::read_history_first(std::vector<std::string> paths) {
   history.assign(std::make_move_iterator(paths.begin()), std::make_move_iterator(paths.end()));
 }
@@ -49,8 +56,12 @@ perflib::RecordPtr VexilFile::next_record(bool ready) {
     if (history_file || !history.empty()) {
       if (!history_file) {
         history_file = std::make_unique<HistoryFile>(history.front(), layout);
-        if (strict) {
-          history_file->set_line_check(StrictCheck(history.front()));
+        if (strict_check) {
+          strict_check->start_file(history.front());
+          history_file->set_line_check(
+              [c = strict_check](const char* line, std::size_t size, std::uint64_t number) {
+                (*c)(line, size, number);
+              });
         }
         if (window != nullptr) {
           history_file->read_window(window->since, window->until);
@@ -62,6 +73,9 @@ perflib::RecordPtr VexilFile::next_record(bool ready) {
       if (!r) {
         history_file.reset();
         if (history.empty()) {  // on to this file itself
+          if (strict_check) {
+            strict_check->start_file(live_path);
+          }
           if (layout) {
             previous = std::make_shared<perflib::Record>(layout, nullptr);
           }

@@ -16,6 +16,7 @@
 
 #include "bucket.h"
 #include "perflib"
+#include "strict_check.h"
 #include "time_window.h"
 
 namespace vexil {
@@ -35,6 +36,8 @@ class VexilFile : public perflib::LogFile {
   // the same input. A row not later than the last row taken before it, where two files overlap
   // (a copy that repeats lines), is skipped; the skips are counted in one note on stderr.
   void read_history_first(std::vector<std::string> paths);
+  // --strict: every line of the input, its history included, is checked (see StrictCheck).
+  void check_strictly(const std::string& path);
 
   enum Step { kRead, kWaiting, kEnded };
   // Tail mode without waiting: reads one record if its lines are complete and places it, or drops
@@ -50,7 +53,6 @@ class VexilFile : public perflib::LogFile {
   BucketMap& map;
   // Rows outside it are passed over; in tail mode a row at or after its end ends the input.
   const TimeWindow* window = nullptr;
-  bool strict = false;  // --strict: its history files are checked too
   bool lagging = false;
   std::int64_t late_rows = 0;  // dropped while lagging
 
@@ -67,6 +69,8 @@ class VexilFile : public perflib::LogFile {
   bool took_any = false;
   bool skipping = false;  // from the start of a file, until a row is later than last_time
   std::uint64_t skipped = 0;
+  std::shared_ptr<StrictCheck> strict_check;
+  std::string live_path;         // for strict_check, once the history is read
   bool ended_by_window = false;  // in tail mode, a row past the window's end came
 };
 

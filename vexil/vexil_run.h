@@ -24,7 +24,6 @@
 #include "rotated_history.h"
 #include "service_notify.h"
 #include "stop_signals.h"
-#include "strict_check.h"
 #include "vexil_file.h"
 
 namespace vexil {
@@ -54,12 +53,10 @@ class VexilRun {
     }
     if (args.strict) {
       for (std::size_t i = 0; i < files.size(); ++i) {
-        files[i]->strict = true;
-        files[i]->set_line_check(StrictCheck(args.paths[i]));
+        files[i]->check_strictly(args.paths[i]);
       }
       for (std::size_t i = 0; i < supplemental_files.size(); ++i) {
-        supplemental_files[i]->strict = true;
-        supplemental_files[i]->set_line_check(StrictCheck(args.supplemental_paths[i]));
+        supplemental_files[i]->check_strictly(args.supplemental_paths[i]);
       }
     }
     if (args.rotated) {
