@@ -6,7 +6,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <stdexcept>
+#include <utility>
 
 #include "time_window.h"
 
@@ -16,7 +18,19 @@ namespace {
 
 // Options that have only a long name take values beyond every character, so getopt_long never
 // confuses them with a short option.
-enum LongOnly : int { kHelp = 256, kOutput, kSince, kUntil, kVersion, kRotated, kMaxLag, kStrict };
+enum LongOnly : int {
+  kHelp = 256,
+  kOutput,
+  kSince,
+  kUntil,
+  kVersion,
+  kRotated,
+  kMaxLag,
+  kColumns,
+  kTimeFormat,
+  kFormat,
+  kStrict
+};
 
 // The long options and their lines of the --help text, in the same order.
 const option long_options[] = {
@@ -28,6 +42,9 @@ const option long_options[] = {
     {"rotated", no_argument, nullptr, kRotated},
     {"max-lag", required_argument, nullptr, kMaxLag},
     {"strict", no_argument, nullptr, kStrict},
+    {"columns", required_argument, nullptr, kColumns},
+    {"time-format", required_argument, nullptr, kTimeFormat},
+    {"format", required_argument, nullptr, kFormat},
     {nullptr, 0, nullptr, 0},
 };
 const char long_help[] =
@@ -47,6 +64,12 @@ const char long_help[] =
     "   --strict end the run at the first line that is not exactly a statistics line\n"
     "      (cells as many as the header's, numbers of the column's kind, time never\n"
     "      going back, no carriage return or byte that is not text): PATH:LINE: reason\n"
+    "   --columns patterns (comma-separated, '*' matches any text: 'daq.*,thread_*.cpu_user')\n"
+    "      print the time column, then only the columns the patterns name\n"
+    "   --time-format epoch|iso  the time column in epoch seconds (default) or as\n"
+    "      ISO 8601 UTC (2026-11-20T14:00:00Z)\n"
+    "   --format csv|tsv|jsonl  comma- or tab-separated lines (default csv), or one\n"
+    "      JSON object per bucket (vexil -t --format jsonl | jq)\n"
     "   --version print the version\n"
     " arguments that are not options are read as more files, each as typed\n"
     " (vexil -f logs/engine*/perf_monitor.csv reads every engine)\n"
@@ -63,6 +86,26 @@ std::int64_t parse_max_lag(const char* text) {
   }
   return seconds;
 }
+
+template <class T, std::size_t N>
+T parse_choice(const char* text, const char* what, const std::pair<const char*, T> (&choices)[N]) {
+  for (const auto& [name, value] : choices) {
+    if (std::strcmp(text, name) == 0) {
+      return value;
+    }
+  }
+  std::string names;
+  for (std::size_t k = 0; k < N; ++k) {
+    names += std::string(k == 0 ? "" : k + 1 == N ? " or " : ", ") + choices[k].first;
+  }
+  throw std::runtime_error(std::string("Invalid ") + what + " specified: " + text + " (" + names
+                           + ")");
+}
+
+const std::pair<const char*, OutputFormat> formats[] = {
+    {"csv", OutputFormat::kCsv}, {"tsv", OutputFormat::kTsv}, {"jsonl", OutputFormat::kJsonl}};
+const std::pair<const char*, TimeFormat> time_formats[] = {{"epoch", TimeFormat::kEpoch},
+                                                           {"iso", TimeFormat::kIso}};
 
 }  // namespace
 
@@ -106,6 +149,20 @@ void Arguments::parse(int argc, char** argv) {
         break;
       case kMaxLag:
         max_lag = parse_max_lag(optarg);
+        break;
+      case kColumns: {
+        std::vector<std::string> more = perflib::split_column_patterns(optarg);
+        if (more.empty()) {
+          throw std::runtime_error("--columns needs at least one pattern");
+        }
+        columns.insert(columns.end(), more.begin(), more.end());
+        break;
+      }
+      case kFormat:
+        format = parse_choice(optarg, "format", formats);
+        break;
+      case kTimeFormat:
+        time_format = parse_choice(optarg, "time format", time_formats);
         break;
       case 'd':
         base = std::string(optarg) + "/";

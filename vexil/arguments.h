@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "record_writer.h"
 #include "time_window.h"
 
 namespace vexil {
@@ -19,7 +20,7 @@ class Arguments {
 
   // Reads the options with getopt_long (short ones "hd:f:l:s:tT:", long ones --help,
   // --output, --since, --until, --rotated, --version,
-  // --max-lag) and builds the paths: the -d/-l/-f ones, then
+  // --max-lag, --columns, --time-format, --format) and builds the paths: the -d/-l/-f ones, then
   // the arguments that are not options. Throws std::runtime_error for a user error; a -T value that
   // is not a number escapes as std::stoi's own exception, by design.
   virtual void parse(int argc, char** argv);
@@ -30,6 +31,9 @@ class Arguments {
   std::optional<std::string> output;            // --output; none: standard output as it is
   TimeWindow window;                            // --since, --until
   std::optional<std::int64_t> max_lag;          // --max-lag, seconds of data time (needs -t)
+  std::vector<std::string> columns;             // --columns patterns; none: every column
+  OutputFormat format = OutputFormat::kCsv;     // --format
+  TimeFormat time_format = TimeFormat::kEpoch;  // --time-format
   bool tail = false;
   bool rotated = false;  // --rotated
   bool strict = false;   // --strict

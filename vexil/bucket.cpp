@@ -25,8 +25,12 @@ Bucket::~Bucket() {
   // Wrapping like unsigned arithmetic: the end of the last interval may pass the int64 range.
   output->set_time(static_cast<std::int64_t>(static_cast<std::uint64_t>(time)
                                              + static_cast<std::uint64_t>(size)));
-  output->print_csv_header(out, last_printed);
-  output->print_csv(out);
+  if (writer != nullptr) {
+    writer->write(out, *output);
+  } else {
+    output->print_csv_header(out, last_printed);
+    output->print_csv(out);
+  }
   last_printed = output;
 }
 

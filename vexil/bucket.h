@@ -2,7 +2,8 @@
 // One time interval of the merge: one combined record per stretch of an input's rows that fell
 // into it. A bucket prints itself when its last holder lets it go: the records are combined
 // across inputs, stamped with the END of the interval and written as CSV, with a header line
-// only when the layout differs from the record printed before.
+// only when the layout differs from the record printed before; or, given a RecordWriter, in the
+// form that writer prints.
 #ifndef VEXIL_BUCKET_H
 #define VEXIL_BUCKET_H
 
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "perflib"
+#include "record_writer.h"
 
 namespace vexil {
 
@@ -32,6 +34,7 @@ class Bucket {
   int size;
   perflib::RecordPtr& last_printed;
   FILE* out;
+  RecordWriter* writer = nullptr;  // none: the plain CSV of every column
 };
 
 // Start of the interval of length size that holds t, truncating toward zero.

@@ -19,6 +19,7 @@ std::shared_ptr<Bucket>& BucketMap::operator[](const std::int64_t& time) {
   auto it = buckets.lower_bound(key);
   if (it == buckets.end() || it->first != key) {
     it = buckets.emplace_hint(it, key, bucket_factory(key, size, last_printed));
+    it->second->writer = writer;
   }
   return it->second;
 }

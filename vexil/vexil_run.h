@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "arguments.h"
@@ -21,6 +22,7 @@
 #include "output_check.h"
 #include "output_file.h"
 #include "perflib"
+#include "record_writer.h"
 #include "rotated_history.h"
 #include "service_notify.h"
 #include "stop_signals.h"
@@ -35,7 +37,13 @@ class VexilRun {
   using Factory = std::unique_ptr<VexilFile> (*)(const std::string&, bool, Map&);
 
   explicit VexilRun(const Arguments& args)
-      : args(args), bucket_map(make_bucket, args.bucket_size, last_printed) {}
+      : args(args), bucket_map(make_bucket, args.bucket_size, last_printed) {
+    if (!args.columns.empty() || args.format != OutputFormat::kCsv
+        || args.time_format != TimeFormat::kEpoch) {
+      writer.emplace(args.format, args.time_format, args.columns);
+      bucket_map.writer = &*writer;
+    }
+  }
   virtual ~VexilRun() = default;
 
   // Opens the output file, if one is given, then every input in command-line order; the first
@@ -165,8 +173,9 @@ class VexilRun {
   }
 
   const Arguments& args;
-  // Declared before the map: buckets printed while the map is torn down still read it.
+  // Declared before the map: buckets printed while the map is torn down still read them.
   perflib::RecordPtr last_printed;
+  std::optional<RecordWriter> writer;  // none: the plain CSV of every column
   Map bucket_map;
   Files files;
   Files supplemental_files;

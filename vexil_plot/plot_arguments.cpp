@@ -9,6 +9,8 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "perflib"
+
 namespace vexil {
 
 namespace {
@@ -24,19 +26,6 @@ std::optional<T> whole_number(std::string_view text, T low, T high) {
     return std::nullopt;
   }
   return value;
-}
-
-void split_columns(std::string_view list, std::vector<std::string>& out) {
-  for (std::size_t start = 0; start <= list.size();) {
-    std::size_t comma = list.find(',', start);
-    if (comma == std::string_view::npos) {
-      comma = list.size();
-    }
-    if (comma > start) {
-      out.emplace_back(list.substr(start, comma - start));
-    }
-    start = comma + 1;
-  }
 }
 
 }  // namespace
@@ -72,7 +61,9 @@ void PlotArguments::parse(int argc, char** argv) {
         output = optarg;
         break;
       case 'c':
-        split_columns(optarg, columns);
+        for (std::string& pattern : perflib::split_column_patterns(optarg)) {
+          columns.push_back(std::move(pattern));
+        }
         break;
       case 'T':
         if (auto seconds = whole_number<std::int64_t>(optarg, 1, 1LL << 40)) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "plot_main.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -16,7 +17,6 @@
 #include "plot_arguments.h"
 #include "series_table.h"
 #include "terminal.h"
-#include "wildcard.h"
 
 namespace vexil {
 
@@ -33,8 +33,10 @@ SeriesTable read_table(const PlotArguments& args) {
     throw std::runtime_error("cannot open " + args.input + ": " + std::strerror(errno));
   }
   SeriesTable table;
-  table.read(in, from_stdin ? "standard input" : args.input,
-             [&](std::string_view name) { return any_wildcard_match(wanted, name); });
+  table.read(in, from_stdin ? "standard input" : args.input, [&](std::string_view name) {
+    return std::any_of(wanted.begin(), wanted.end(),
+                       [&](std::string_view p) { return perflib::column_pattern_match(p, name); });
+  });
   if (table.rows_without_time > 0) {
     std::cerr << "vexil-plot: skipped " << table.rows_without_time << " rows without a timestamp\n";
   }

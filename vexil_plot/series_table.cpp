@@ -10,6 +10,8 @@
 #include <numeric>
 #include <stdexcept>
 
+#include "input_text.h"
+
 namespace vexil {
 
 namespace {
@@ -30,8 +32,24 @@ double value_of(const perflib::Record& record, std::uint32_t i) {
 }  // namespace
 
 void SeriesTable::read(FILE* in, const std::string& name, const Filter& wanted) {
-  {
-    perflib::LogFile log(in, false);
+  std::string text;
+  char block[65536];
+  for (std::size_t n; (n = std::fread(block, 1, sizeof block, in)) > 0;) {
+    text.append(block, n);
+  }
+  if (std::ferror(in)) {
+    const int error = errno;
+    if (in != stdin) {
+      std::fclose(in);
+    }
+    throw std::runtime_error("cannot read " + name + ": " + std::strerror(error));
+  }
+  if (in != stdin) {
+    std::fclose(in);
+  }
+  text = as_epoch_csv(text);
+  if (!text.empty()) {
+    perflib::LogFile log(fmemopen(text.data(), text.size(), "r"), false);
     const perflib::RecordPtr anchor = current_layout_anchor();
     for (perflib::RecordPtr record; (record = log.read_next());) {
       if (record->context->version != perflib::LV_NONE
@@ -39,9 +57,6 @@ void SeriesTable::read(FILE* in, const std::string& name, const Filter& wanted) 
         record->match_context(anchor);
       }
       add_row(*record, wanted);
-    }
-    if (std::ferror(in)) {
-      throw std::runtime_error("cannot read " + name + ": " + std::strerror(errno));
     }
   }
   if (times.empty()) {

@@ -4,8 +4,9 @@
 // Rows are read with perflib's LogFile, so a header line that vexil repeats when the layout
 // changes starts a new Context, and every column's kind comes from the built-in tables. Older
 // layouts are upgraded to the current column names first. A column that a row's layout lacks is
-// NaN in that row. Rows are put in time order; when a bucket was printed twice (its time went
-// backwards in an input), its later line wins.
+// NaN in that row. Any form vexil prints is read (see input_text.h): CSV, TSV, JSON Lines, times
+// in epoch seconds or ISO 8601. Rows are put in time order; when a bucket was printed twice (its
+// time went backwards in an input), its later line wins.
 #ifndef VEXIL_PLOT_SERIES_TABLE_H
 #define VEXIL_PLOT_SERIES_TABLE_H
 

@@ -28,23 +28,40 @@ void print_peg(FILE* out, const Record& r, std::uint32_t i, const char* real, co
 
 }  // namespace
 
+bool Record::printed(std::uint32_t i) const {
+  return !hidden(*context, i);
+}
+
+std::string_view Record::printed_name(std::uint32_t i) const {
+  const std::string* name = context->fields[i].name.get();
+  if (name == nullptr) {
+    return {};
+  }
+  const std::string_view text = *name;
+  return text.substr(0, text.find("_DUPLICATE"));  // a repeated column prints its own name
+}
+
+int Record::format_value(std::uint32_t i, char* buffer, std::size_t size) const {
+  if (holds_value(i)) {
+    return std::snprintf(buffer, size, "%Lg", value_at(i));
+  }
+  return std::snprintf(buffer, size, "%lu", static_cast<unsigned long>(count_at(i)));
+}
+
 void Record::print_csv_header(FILE* out, const RecordPtr& previous) {
   if (previous && *previous->context == *context) {
     return;
   }
   const Context& c = *context;
   bool first = true;
-  for (std::size_t i = 0; i < c.fields.size(); ++i) {
+  for (std::uint32_t i = 0; i < c.fields.size(); ++i) {
     if (hidden(c, i)) {
       continue;
     }
     std::fputc(first ? '#' : ',', out);
     first = false;
-    if (const std::string* name = c.fields[i].name.get()) {
-      std::string_view text = *name;
-      text = text.substr(0, text.find("_DUPLICATE"));  // a repeated column prints its own name
-      std::fwrite(text.data(), 1, text.size(), out);
-    }
+    const std::string_view text = printed_name(i);
+    std::fwrite(text.data(), 1, text.size(), out);
   }
   std::fputc('\n', out);
 }

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <ctime>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "context.h"
@@ -80,6 +81,14 @@ class PERFLIB_EXPORT Record {
   // Whether the peg at a position holds a real: a real column, or an integer column that
   // collapse() averaged.
   bool holds_value(std::uint32_t i) const;
+
+  // What print_csv_header and print_csv write, column by column: whether a position is written
+  // at all (columns of kind PT_PEAK in the current layout are not), the name the header gives it
+  // (a repeated column its own name), and its value as text, into buffer as snprintf does
+  // (returns the length the text needs).
+  bool printed(std::uint32_t i) const;
+  std::string_view printed_name(std::uint32_t i) const;
+  int format_value(std::uint32_t i, char* buffer, std::size_t size) const;
 
   // Re-reads a data line into this record in its own context, reusing its storage.
   void reparse(char* line);
