@@ -194,11 +194,11 @@ class ScriptWriter {
   }
 
   void write_common() {
-    const std::int64_t first = chart.times.front(), last = chart.times.back();
-    const std::int64_t pad = this->pad();
+    // The axis spans the buckets whole, from the start of the first to the end of the last, as
+    // the title says; each value is drawn at the middle of its bucket.
     text += "set xdata time\nset timefmt '%s'\n";
-    text +=
-        "set xrange ['" + std::to_string(first - pad) + "':'" + std::to_string(last + pad) + "']\n";
+    text += "set xrange ['" + std::to_string(start()) + "':'" + std::to_string(chart.times.back())
+            + "']\n";
     write_time_tics();
     text += "set lmargin at screen " + number(metrics.left / terminal.width) + "\n";
     text += "set rmargin at screen " + number(1 - metrics.key / terminal.width) + "\n";
@@ -232,7 +232,7 @@ class ScriptWriter {
     write_y_axis(value_range(points[p]));
     const bool last = p + 1 == chart.panels.size();
     if (last) {
-      text += "set format x '" + std::string(time_format(chart.times.back() - chart.times.front()))
+      text += "set format x '" + std::string(time_format(chart.times.back() - start()))
               + "'\nset xlabel 'time (UTC)'\n";
     } else {
       text += "set format x ''\nunset xlabel\n";
@@ -240,15 +240,17 @@ class ScriptWriter {
     write_plot(p);
   }
 
-  // Room on both sides of a single bucket, which has no time range of its own.
-  std::int64_t pad() const { return chart.times.size() == 1 ? chart.bucket : 0; }
+  std::int64_t start() const { return chart.times.front() - chart.bucket; }
 
+  // Tics on round times (whole steps since the epoch), from the first within the axis.
   void write_time_tics() {
-    const std::int64_t span = chart.times.back() - chart.times.front() + 2 * pad();
+    const std::int64_t span = chart.times.back() - start();
     const double width = terminal.width - metrics.left - metrics.key;
     const double char_width = terminal.kind == TK_TEXT ? 1 : 8;
     const std::size_t chars = std::strlen(time_format(span));
-    text += "set xtics " + std::to_string(time_step(span, width, char_width, chars)) + "\n";
+    const std::int64_t step = time_step(span, width, char_width, chars);
+    const std::int64_t first = (start() + step - 1) / step * step;
+    text += "set xtics '" + std::to_string(first) + "', " + std::to_string(step) + "\n";
   }
 
   void write_y_axis(const Range& r) {
@@ -265,7 +267,7 @@ class ScriptWriter {
     text += "plot";
     for (std::size_t s = 0; s < panel.series.size(); ++s) {
       text += std::string(s == 0 ? " " : ", \\\n     ") + "$p" + std::to_string(p) + "s"
-              + std::to_string(s) + " using 1:2 with "
+              + std::to_string(s) + " using ($1-" + number(chart.bucket / 2.0) + "):2 with "
               + (marks ? "linespoints pt 7 ps 0.7" : "lines") + " lw 2 lc rgb '"
               + panel.series[s].colour + "' title " + gnuplot_quote(panel.series[s].label);
     }
