@@ -244,9 +244,17 @@ class ScriptWriter {
   void write_panel(std::size_t p) {
     const Panel& panel = chart.panels[p];
     const double h = terminal.height, n = static_cast<double>(chart.panels.size());
-    const double each = (h - metrics.title - metrics.bottom - (n - 1) * metrics.gap) / n;
-    const double top = h - metrics.title - p * (each + metrics.gap) - metrics.heading;
-    const double bottom = h - metrics.title - p * (each + metrics.gap) - each;
+    double each = (h - metrics.title - metrics.bottom - (n - 1) * metrics.gap) / n;
+    double title = metrics.title;
+    if (terminal.kind == TK_TEXT) {
+      // Whole lines a panel, or a heading lands on the last line of the panel above; the lines
+      // left over go below the title.
+      const double whole = std::floor(each);
+      title += (each - whole) * n;
+      each = whole;
+    }
+    const double top = h - title - p * (each + metrics.gap) - metrics.heading;
+    const double bottom = h - title - p * (each + metrics.gap) - each;
     const bool text_only = terminal.kind == TK_TEXT;
     text += "set tmargin at screen " + number(top / h) + "\n";
     text += "set bmargin at screen " + number(bottom / h) + "\n";
