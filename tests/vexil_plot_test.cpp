@@ -57,7 +57,8 @@ TEST(VexilPlotTest, ScriptKeepsAwkwardNamesAndBreaksLinesAtMissingBuckets) {
                                     "1700000700,13.5,900,0,3000\n"
                                     "1700001300,14.5,1200,0,3000\n");
   const std::string columns = "stats.usr[0],it's,\"q\",a@*";
-  auto script = run(VEXIL_PLOT_BINARY, {"--script", "-c", columns, csv}, dir.path());
+  auto script =
+      run(VEXIL_PLOT_BINARY, {"--script", "-s", "120x30", "-c", columns, csv}, dir.path());
   ASSERT_EQ(script.status, 0) << script.err;
   for (const char* expected :
        {"title 'stats.usr[0] (average %)'\n", "title 'it''s (sum per second)'\n",
@@ -67,7 +68,7 @@ TEST(VexilPlotTest, ScriptKeepsAwkwardNamesAndBreaksLinesAtMissingBuckets) {
     EXPECT_NE(script.out.find(expected), std::string::npos) << expected;
   }
   // gnuplot reads it without a complaint and prints the names as they are.
-  auto text = run(VEXIL_PLOT_BINARY, {"-c", columns, csv}, dir.path());
+  auto text = run(VEXIL_PLOT_BINARY, {"-s", "120x30", "-c", columns, csv}, dir.path());
   EXPECT_EQ(text.status, 0);
   EXPECT_EQ(text.err, "");
   EXPECT_NE(text.out.find("a@b_c (sum per second)"), std::string::npos);

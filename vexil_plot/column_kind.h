@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "series_table.h"
@@ -23,6 +24,9 @@ DrawClass draw_class(perflib::PegType kind);
 std::vector<double> drawn_values(const Column& column, std::int64_t bucket);
 // A few words on what a value of that kind is, for a legend: "maximum", "last value".
 std::string kind_words(perflib::PegType kind);
+// The unit of a column as drawn, for its axis: "packets/s" for daq.received, "sessions" for
+// stream_tcp.sessions, "Mbit/s", "%", "bytes"; "count/s" or "count" for a column it cannot name.
+std::string column_unit(std::string_view name, perflib::PegType kind);
 
 }  // namespace vexil
 

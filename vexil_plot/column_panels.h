@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The chart asked for with -c: one panel per pattern, split by how its columns are drawn (per
-// second, level, percent), so no panel mixes units.
+// second, level, percent) and by their unit, so no panel mixes units.
 #ifndef VEXIL_PLOT_COLUMN_PANELS_H
 #define VEXIL_PLOT_COLUMN_PANELS_H
 

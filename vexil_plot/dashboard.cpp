@@ -35,19 +35,21 @@ std::vector<double> combine(const Column& a, const Column& b, const Combine& f) 
   return out;
 }
 
-Series column_series(const Column& column, std::int64_t bucket, std::size_t colour,
-                     const std::string& words) {
-  return Series{column.name + " (" + words + ")", palette_colour(colour),
-                drawn_values(column, bucket)};
-}
-
+// Drops are commonly a thousandth of the packets received or less, so on the axis of the
+// packets they lie flat along zero. They get the panel's second axis, on the right, scaled to
+// their own range: a change in the drops shows as plainly as one in the traffic, and the two
+// stay on one time axis side by side. Not a log scale: the usual bucket has no drops at all,
+// which a log scale cannot show, and it flattens the very changes one looks for. Not a panel of
+// their own: a panel costs lines a text chart in a terminal does not have.
 void add_packets(const SeriesTable& table, std::int64_t bucket, std::vector<Panel>& panels) {
-  Panel panel{"Packets received and dropped", "packets/s", "bucket sums per second", {}};
+  Panel panel{"Packets received and dropped", "packets/s", "", "bucket sums per second", {}};
   if (const Column* c = table.find("daq.received")) {
     panel.series.push_back(Series{c->name, palette_colour(SC_RECEIVED), drawn_values(*c, bucket)});
   }
   if (const Column* c = table.find("daq.dropped")) {
-    panel.series.push_back(Series{c->name, palette_colour(SC_DROPPED), drawn_values(*c, bucket)});
+    panel.y2_label = "dropped packets/s";
+    panel.series.push_back(
+        Series{c->name + " (right)", palette_colour(SC_DROPPED), drawn_values(*c, bucket), true});
   }
   panels.push_back(std::move(panel));
 }
@@ -55,7 +57,7 @@ void add_packets(const SeriesTable& table, std::int64_t bucket, std::vector<Pane
 void add_drops(const SeriesTable& table, std::vector<Panel>& panels) {
   const Column* received = table.find("daq.received");
   const Column* dropped = table.find("daq.dropped");
-  Panel panel{"Drops", "% of packets", "dropped / (received + dropped)", {}};
+  Panel panel{"Drops", "% of packets", "", "dropped / (received + dropped)", {}};
   if (received != nullptr && dropped != nullptr) {
     panel.series.push_back(Series{"daq.dropped (% of packets)", palette_colour(SC_DROPPED),
                                   combine(*dropped, *received, [](double d, double r) {
@@ -69,7 +71,7 @@ void add_drops(const SeriesTable& table, std::vector<Panel>& panels) {
 }
 
 void add_throughput(const SeriesTable& table, std::int64_t bucket, std::vector<Panel>& panels) {
-  Panel panel{"Throughput", "Mbit/s", "average rate of each bucket", {}};
+  Panel panel{"Throughput", "Mbit/s", "", "average rate of each bucket", {}};
   if (const Column* c = table.find("daq.rx_bytes")) {
     std::vector<double> mbits = drawn_values(*c, bucket);
     for (double& v : mbits) {
@@ -84,13 +86,13 @@ void add_throughput(const SeriesTable& table, std::int64_t bucket, std::vector<P
   panels.push_back(std::move(panel));
 }
 
-void add_sessions(const SeriesTable& table, std::int64_t bucket, std::vector<Panel>& panels) {
-  Panel panel{"TCP sessions", "sessions", "levels: last value and maximum of each bucket", {}};
+void add_sessions(const SeriesTable& table, std::vector<Panel>& panels) {
+  Panel panel{"TCP sessions", "sessions", "", "levels: last value and maximum of each bucket", {}};
   if (const Column* c = table.find("stream_tcp.sessions")) {
-    panel.series.push_back(column_series(*c, bucket, SC_SESSIONS, "current"));
+    panel.series.push_back(Series{c->name, palette_colour(SC_SESSIONS), c->values});
   }
   if (const Column* c = table.find("stream_tcp.max")) {
-    panel.series.push_back(column_series(*c, bucket, SC_MAX_SESSIONS, "maximum"));
+    panel.series.push_back(Series{c->name, palette_colour(SC_MAX_SESSIONS), c->values});
   }
   panels.push_back(std::move(panel));
 }
@@ -119,7 +121,7 @@ void add_cpu(const SeriesTable& table, std::vector<Panel>& panels) {
     }
   }
   std::sort(threads.begin(), threads.end());
-  Panel panel{"CPU per packet thread", "% of wall time", "user + system time / wall time", {}};
+  Panel panel{"CPU per packet thread", "% of wall time", "", "user + system time / wall time", {}};
   for (long n : threads) {
     const std::string thread = "thread_" + std::to_string(n);
     const Column* user = table.find(thread + ".cpu_user");
@@ -161,7 +163,7 @@ std::vector<Panel> dashboard(const SeriesTable& table, std::int64_t bucket) {
   add_packets(table, bucket, panels);
   add_drops(table, panels);
   add_throughput(table, bucket, panels);
-  add_sessions(table, bucket, panels);
+  add_sessions(table, panels);
   add_cpu(table, panels);
   std::erase_if(panels, [](const Panel& p) { return p.series.empty(); });
   return panels;

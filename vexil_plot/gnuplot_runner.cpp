@@ -39,10 +39,13 @@ struct Pipe {
   }
 };
 
-pid_t spawn_gnuplot(Pipe& input) {
+pid_t spawn_gnuplot(Pipe& input, Pipe* output) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, input.fds[0], STDIN_FILENO);
+  if (output != nullptr) {
+    posix_spawn_file_actions_adddup2(&actions, output->fds[1], STDOUT_FILENO);
+  }
   char name[] = "gnuplot";
   char* argv[] = {name, nullptr};
   pid_t pid = -1;
@@ -80,11 +83,30 @@ int wait_for(pid_t pid) {
   return status;
 }
 
-}  // namespace
+// All that can be read from fd until its end.
+std::string read_all(int fd) {
+  std::string text;
+  char buffer[65536];
+  for (;;) {
+    const ssize_t n = read(fd, buffer, sizeof buffer);
+    if (n < 0 && errno == EINTR) {
+      continue;
+    }
+    if (n <= 0) {
+      return text;
+    }
+    text.append(buffer, static_cast<std::size_t>(n));
+  }
+}
 
-void run_gnuplot(const std::string& script, const std::function<void(pid_t)>& started) {
+// Runs script; with output, gnuplot writes into it and text receives what it wrote.
+void run(const std::string& script, const std::function<void(pid_t)>& started, Pipe* output,
+         std::string* text) {
   Pipe input;
-  const pid_t pid = spawn_gnuplot(input);
+  const pid_t pid = spawn_gnuplot(input, output);
+  if (output != nullptr) {
+    output->close_end(1);
+  }
   if (started) {
     started(pid);
   }
@@ -97,6 +119,9 @@ void run_gnuplot(const std::string& script, const std::function<void(pid_t)>& st
   write_all(input.fds[1], script + "\nexit\n");
   input.close_end(1);
   sigaction(SIGPIPE, &previous, nullptr);
+  if (output != nullptr) {
+    *text = read_all(output->fds[0]);  // the text comes once the script has ended
+  }
   const int status = wait_for(pid);
   if (started) {
     started(0);
@@ -107,6 +132,27 @@ void run_gnuplot(const std::string& script, const std::function<void(pid_t)>& st
   if (WEXITSTATUS(status) != 0) {
     throw std::runtime_error("gnuplot failed with status " + std::to_string(WEXITSTATUS(status)));
   }
+}
+
+}  // namespace
+
+void run_gnuplot(const std::string& script, const std::function<void(pid_t)>& started) {
+  run(script, started, nullptr, nullptr);
+}
+
+std::string gnuplot_text(const std::string& script) {
+  Pipe output;
+  std::string text;
+  run(script, {}, &output, &text);
+  // The text terminal starts its page with a form feed, which a terminal shows as one more line,
+  // and ends its last line without a newline.
+  if (text.starts_with('\f')) {
+    text.erase(0, 1);
+  }
+  if (!text.empty() && !text.ends_with('\n')) {
+    text += '\n';
+  }
+  return text;
 }
 
 }  // namespace vexil

@@ -37,13 +37,24 @@ std::size_t longest_label(const Chart& chart) {
   return longest;
 }
 
-Metrics metrics_for(const Terminal& terminal, std::size_t label) {
+bool has_right_axis(const Chart& chart) {
+  return std::any_of(chart.panels.begin(), chart.panels.end(),
+                     [](const Panel& p) { return !p.y2_label.empty(); });
+}
+
+Metrics metrics_for(const Terminal& terminal, std::size_t label, bool right_axis) {
   const double w = terminal.width;
   if (terminal.kind == TK_TEXT) {
-    return {2, 2, 1, 3, 12, std::min(w * 0.45, label + 8.0), 1, 0};
+    // A line for the title, one for each heading, two for the time labels and their unit; the
+    // units go into the headings, as a text terminal cannot turn the y labels on their side.
+    // The legend takes at most a third of the width (longer labels are cut at their end), so
+    // that an 80-column terminal keeps nearly 40 columns for the plot.
+    const double y2 = right_axis ? 7 : 0;
+    return {1, 1, 0, 2, 9, std::min(std::floor(w / 3), label + 7.0) + y2, 1 + y2, 0};
   }
   // About 8 pixels a character at the font size used, after a line sample of about 60.
-  return {60, 34, 16, 70, 96, std::clamp(60 + 8.0 * label, 120.0, w * 0.4), 12, 60};
+  const double y2 = right_axis ? 72 : 0;
+  return {60, 34, 16, 70, 96, std::clamp(60 + 8.0 * label, 120.0, w * 0.3) + y2, 12 + y2, 60};
 }
 
 std::string terminal_line(const Terminal& t) {
@@ -57,7 +68,7 @@ std::string terminal_line(const Terminal& t) {
       return "set terminal pdfcairo size " + std::to_string(t.width / 100.0) + "in,"
              + std::to_string(t.height / 100.0) + "in font 'Sans,9' noenhanced\n";
     default:
-      return "set terminal dumb size " + size + " noenhanced\n";
+      return "set terminal dumb size " + size + " nofeed noenhanced\n";
   }
 }
 
@@ -80,6 +91,11 @@ std::string duration(std::int64_t s) {
     return std::to_string(s / 3600) + " h";
   }
   return s % 60 == 0 ? std::to_string(s / 60) + " min" : std::to_string(s) + " s";
+}
+
+// text, or its start and a '~' when it is longer than room: a name is told apart by its start.
+std::string cut(const std::string& text, std::size_t room) {
+  return text.size() <= room ? text : text.substr(0, room - 1) + "~";
 }
 
 std::string chart_title(const Chart& chart) {
@@ -117,11 +133,16 @@ struct Range {
   double low = 0, high = 0;
 };
 
-// From zero (or the lowest value when negative) to the highest value, with headroom.
-Range value_range(const std::vector<std::vector<PlotPoint>>& series) {
+// From zero (or the lowest value when negative) to the highest value, with headroom, over the
+// series of panel on its right axis or on its left one.
+Range value_range(const Panel& panel, const std::vector<std::vector<PlotPoint>>& series,
+                  bool right) {
   Range r;
-  for (const auto& points : series) {
-    for (const PlotPoint& p : points) {
+  for (std::size_t s = 0; s < series.size(); ++s) {
+    if (panel.series[s].right_axis != right) {
+      continue;
+    }
+    for (const PlotPoint& p : series[s]) {
       if (!p.is_break()) {
         r.low = std::min(r.low, p.value);
         r.high = std::max(r.high, p.value);
@@ -150,7 +171,9 @@ double tic_step(double span, int count) {
 class ScriptWriter {
  public:
   ScriptWriter(const Chart& chart, const Terminal& terminal)
-      : chart(chart), terminal(terminal), metrics(metrics_for(terminal, longest_label(chart))) {}
+      : chart(chart),
+        terminal(terminal),
+        metrics(metrics_for(terminal, longest_label(chart), has_right_axis(chart))) {}
 
   std::string write(const std::string& output) {
     text += "# vexil-plot: " + chart_title(chart) + "\n";
@@ -194,11 +217,11 @@ class ScriptWriter {
   }
 
   void write_common() {
-    const std::int64_t first = chart.times.front(), last = chart.times.back();
-    const std::int64_t pad = this->pad();
+    // The axis spans the buckets whole, from the start of the first to the end of the last, as
+    // the title says; each value is drawn at the middle of its bucket.
     text += "set xdata time\nset timefmt '%s'\n";
-    text +=
-        "set xrange ['" + std::to_string(first - pad) + "':'" + std::to_string(last + pad) + "']\n";
+    text += "set xrange ['" + std::to_string(start()) + "':'" + std::to_string(chart.times.back())
+            + "']\n";
     write_time_tics();
     text += "set lmargin at screen " + number(metrics.left / terminal.width) + "\n";
     text += "set rmargin at screen " + number(1 - metrics.key / terminal.width) + "\n";
@@ -207,9 +230,12 @@ class ScriptWriter {
             + number(1 - metrics.key / terminal.width + metrics.key_gap / terminal.width)
             + ", graph 1 left top vertical Left reverse samplen 2\n";
     text += "set tics nomirror out\nset border 3\n";
+    if (terminal.kind == TK_TEXT) {
+      text += "set xtics scale 0\n";  // marks below a panel would take the line of the next heading
+    }
     if (terminal.kind != TK_TEXT) {
       text += "set grid xtics ytics lc rgb '#d0d0d0' lw 1 dt 1\n";
-      text += "set border 3 lc rgb '#606060'\n";
+      text += "set border 3" + border_style() + "\n";
     }
     text += "set multiplot title " + gnuplot_quote(chart_title(chart))
             + (terminal.kind == TK_TEXT ? "" : " font ',15'") + "\n";
@@ -218,21 +244,43 @@ class ScriptWriter {
   void write_panel(std::size_t p) {
     const Panel& panel = chart.panels[p];
     const double h = terminal.height, n = static_cast<double>(chart.panels.size());
-    const double each = (h - metrics.title - metrics.bottom - (n - 1) * metrics.gap) / n;
-    const double top = h - metrics.title - p * (each + metrics.gap) - metrics.heading;
-    const double bottom = h - metrics.title - p * (each + metrics.gap) - each;
+    double each = (h - metrics.title - metrics.bottom - (n - 1) * metrics.gap) / n;
+    double title = metrics.title;
+    if (terminal.kind == TK_TEXT) {
+      // Whole lines a panel, or a heading lands on the last line of the panel above; the lines
+      // left over go below the title.
+      const double whole = std::floor(each);
+      title += (each - whole) * n;
+      each = whole;
+    }
+    const double top = h - title - p * (each + metrics.gap) - metrics.heading;
+    const double bottom = h - title - p * (each + metrics.gap) - each;
     const bool text_only = terminal.kind == TK_TEXT;
     text += "set tmargin at screen " + number(top / h) + "\n";
     text += "set bmargin at screen " + number(bottom / h) + "\n";
-    const std::string heading =
-        panel.note.empty() ? panel.title : panel.title + " (" + panel.note + ")";
+    std::string heading = panel.note.empty() ? panel.title : panel.title + " (" + panel.note + ")";
+    if (text_only) {
+      heading = panel.title + " (" + panel.y_label
+                + (panel.y2_label.empty() ? "" : ", right: " + panel.y2_label) + ")";
+      heading = cut(heading, static_cast<std::size_t>(terminal.width - metrics.left));
+    } else {
+      text += "set ylabel " + gnuplot_quote(panel.y_label) + "\n";
+    }
     text += "set label 1 " + gnuplot_quote(heading) + " at graph 0, graph 1 offset 0, char "
             + (text_only ? "1" : "1.1") + " left" + (text_only ? "" : " font ',12'") + "\n";
-    text += "set ylabel " + gnuplot_quote(panel.y_label) + "\n";
-    write_y_axis(value_range(points[p]));
+    write_y_axis("y", value_range(panel, points[p], false));
+    if (panel.y2_label.empty()) {
+      text += "unset y2tics\nunset y2label\nset border 3" + border_style() + "\n";
+    } else {
+      if (!text_only) {
+        text += "set y2label " + gnuplot_quote(panel.y2_label) + "\n";
+      }
+      text += "set y2tics\nset border 11" + border_style() + "\n";
+      write_y_axis("y2", value_range(panel, points[p], true));
+    }
     const bool last = p + 1 == chart.panels.size();
     if (last) {
-      text += "set format x '" + std::string(time_format(chart.times.back() - chart.times.front()))
+      text += "set format x '" + std::string(time_format(chart.times.back() - start()))
               + "'\nset xlabel 'time (UTC)'\n";
     } else {
       text += "set format x ''\nunset xlabel\n";
@@ -240,23 +288,34 @@ class ScriptWriter {
     write_plot(p);
   }
 
-  // Room on both sides of a single bucket, which has no time range of its own.
-  std::int64_t pad() const { return chart.times.size() == 1 ? chart.bucket : 0; }
+  // The characters of a legend label that fit beside its line sample.
+  std::size_t label_room() const {
+    const double room = terminal.kind == TK_TEXT ? metrics.key - metrics.key_gap - 6
+                                                 : (metrics.key - metrics.key_gap - 60) / 8;
+    return static_cast<std::size_t>(std::max(4.0, room));
+  }
 
+  std::string border_style() const { return terminal.kind == TK_TEXT ? "" : " lc rgb '#606060'"; }
+
+  std::int64_t start() const { return chart.times.front() - chart.bucket; }
+
+  // Tics on round times (whole steps since the epoch), from the first within the axis.
   void write_time_tics() {
-    const std::int64_t span = chart.times.back() - chart.times.front() + 2 * pad();
+    const std::int64_t span = chart.times.back() - start();
     const double width = terminal.width - metrics.left - metrics.key;
     const double char_width = terminal.kind == TK_TEXT ? 1 : 8;
     const std::size_t chars = std::strlen(time_format(span));
-    text += "set xtics " + std::to_string(time_step(span, width, char_width, chars)) + "\n";
+    const std::int64_t step = time_step(span, width, char_width, chars);
+    const std::int64_t first = (start() + step - 1) / step * step;
+    text += "set xtics '" + std::to_string(first) + "', " + std::to_string(step) + "\n";
   }
 
-  void write_y_axis(const Range& r) {
-    text += "set yrange [" + number(r.low) + ":" + number(r.high) + "]\n";
-    text +=
-        "set ytics " + number(tic_step(r.high - r.low, terminal.kind == TK_TEXT ? 3 : 5)) + "\n";
+  void write_y_axis(const std::string& axis, const Range& r) {
+    text += "set " + axis + "range [" + number(r.low) + ":" + number(r.high) + "]\n";
+    text += "set " + axis + "tics "
+            + number(tic_step(r.high - r.low, terminal.kind == TK_TEXT ? 3 : 5)) + "\n";
     const bool big = std::max(std::fabs(r.low), std::fabs(r.high)) >= 10000;
-    text += big ? "set format y '%.1s%c'\n" : "set format y '%g'\n";
+    text += "set format " + axis + (big ? " '%.1s%c'\n" : " '%g'\n");
   }
 
   void write_plot(std::size_t p) {
@@ -265,9 +324,11 @@ class ScriptWriter {
     text += "plot";
     for (std::size_t s = 0; s < panel.series.size(); ++s) {
       text += std::string(s == 0 ? " " : ", \\\n     ") + "$p" + std::to_string(p) + "s"
-              + std::to_string(s) + " using 1:2 with "
+              + std::to_string(s) + " using ($1-" + number(chart.bucket / 2.0) + "):2"
+              + (panel.series[s].right_axis ? " axes x1y2" : "") + " with "
               + (marks ? "linespoints pt 7 ps 0.7" : "lines") + " lw 2 lc rgb '"
-              + panel.series[s].colour + "' title " + gnuplot_quote(panel.series[s].label);
+              + panel.series[s].colour + "' title "
+              + gnuplot_quote(cut(panel.series[s].label, label_room()));
     }
     text += "\n";
   }

@@ -83,8 +83,8 @@ void draw(const PlotArguments& args, const Chart& chart) {
     return;
   }
   if (args.output.empty()) {
-    std::fflush(stdout);
-    run_gnuplot(gnuplot_script(chart, terminal, ""));
+    const std::string text = gnuplot_text(gnuplot_script(chart, terminal, ""));
+    std::fwrite(text.data(), 1, text.size(), stdout);
     return;
   }
   OutputFile picture(args.output);

@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 
@@ -31,10 +33,21 @@ TerminalKind picture_kind(const std::string& path) {
 
 namespace {
 
-// The smallest size at which panels panels still fit, with room for their labels.
+// The smallest size at which panels panels still fit, with room for their labels: in text, a
+// line for the title, two for the time labels, and a heading and three lines each panel.
 Terminal smallest(TerminalKind kind, int panels) {
-  return kind == TK_TEXT ? Terminal{kind, 40, 5 + 8 * panels}
+  return kind == TK_TEXT ? Terminal{kind, 40, 3 + 4 * panels}
                          : Terminal{kind, 400, 130 + 60 * panels};
+}
+
+// A positive number of at most 5 digits in the environment variable name, or 0.
+int environment_size(const char* name) {
+  const char* value = std::getenv(name);
+  if (value == nullptr || *value == '\0' || std::strlen(value) > 5
+      || std::strspn(value, "0123456789") != std::strlen(value)) {
+    return 0;
+  }
+  return std::atoi(value);
 }
 
 Terminal default_size(TerminalKind kind, int panels) {
@@ -42,13 +55,21 @@ Terminal default_size(TerminalKind kind, int panels) {
   if (kind != TK_TEXT) {
     return Terminal{kind, 1600, std::max(1000, least.height)};
   }
-  const int lines = 5 + 12 * panels;  // a readable text panel needs about 12 lines
+  // The terminal's own size when standard output is one; else COLUMNS and LINES, as the shell
+  // sets them for a pipe; else 80x24. One line is left for the prompt that follows.
+  int columns = 0, lines = 0;
   winsize size{};
-  if (isatty(STDOUT_FILENO) && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
-    return Terminal{kind, std::max<int>(size.ws_col, least.width),
-                    std::max(size.ws_row - 1, lines)};
+  if (isatty(STDOUT_FILENO) && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0
+      && size.ws_row > 0) {
+    columns = size.ws_col;
+    lines = size.ws_row;
+  } else {
+    columns = environment_size("COLUMNS");
+    lines = environment_size("LINES");
   }
-  return Terminal{kind, 120, lines};
+  columns = columns > 0 ? columns : 80;
+  lines = lines > 0 ? lines : 24;
+  return Terminal{kind, std::max(columns, least.width), std::max(lines - 1, least.height)};
 }
 
 }  // namespace
