@@ -74,6 +74,10 @@ const char long_help[] =
     " arguments that are not options are read as more files, each as typed\n"
     " (vexil -f logs/engine*/perf_monitor.csv reads every engine)\n"
     " files may be compressed with gzip, zstd or xz\n"
+    " examples:\n"
+    "   vexil -d /var/log/trelk -l instance1 -l instance2 -f perf_monitor.csv\n"
+    "   vexil --rotated --since 2026-11-20T14:00Z --until 2026-11-20T15:00Z bundle/*/perf_monitor.csv\n"
+    "   vexil -t --format jsonl --columns 'daq.*' -d /var/log/trelk -l i1 -l i2 -f perf_monitor.csv\n"
     "\n";
 
 // Whole seconds, 0 or more.
