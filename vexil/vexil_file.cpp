@@ -87,7 +87,10 @@ perflib::RecordPtr VexilFile::next_record(bool ready) {
     } else {
       r = ready ? read_next_ready() : read_next();
     }
-    if (r && skipping && r->get_time() <= last_time) {
+    if (!r) {
+      return r;  // the end, or no complete line yet: still skipping, if it was
+    }
+    if (skipping && r->get_time() <= last_time) {
       ++skipped;
       continue;
     }
@@ -95,10 +98,8 @@ perflib::RecordPtr VexilFile::next_record(bool ready) {
     if (!history_file && history.empty()) {
       note_skipped();  // the history is read: its note comes now, also in tail mode
     }
-    if (r) {
-      last_time = r->get_time();
-      took_any = true;
-    }
+    last_time = r->get_time();
+    took_any = true;
     return r;
   }
 }
