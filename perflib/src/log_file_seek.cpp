@@ -173,10 +173,20 @@ void LogFile::read_window(std::int64_t since, std::int64_t until) {
     return;
   }
   // The lines from there on take the layout of the last header before it, as if read in order.
-  const std::size_t header = map.header_before(fileno(file), from);
-  if (header < map.size) {
-    std::string text = map.line(header);
-    previous = std::make_shared<Record>(std::make_shared<Context>(text.data()), nullptr);
+  // The search went by first cells: a file whose time is not its first column (at the top or
+  // there) is read from its top instead.
+  std::shared_ptr<Context> layout;
+  for (const std::size_t header : {std::size_t{0}, map.header_before(fileno(file), from)}) {
+    if (header < map.size && map.text[header] == '#') {
+      std::string text = map.line(header);
+      layout = std::make_shared<Context>(text.data());
+      if (layout->time_index() != 0) {
+        return;
+      }
+    }
+  }
+  if (layout) {
+    previous = std::make_shared<Record>(layout, nullptr);
   }
   lseek(fileno(file), static_cast<off_t>(from), SEEK_SET);
   const std::size_t recent = std::min(from, LineBuffer::RECENT_SIZE);
