@@ -5,12 +5,14 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
+#include <string>
 
 #include "vexil_file.h"
 
 namespace vexil {
 
-ServiceNotify::ServiceNotify() {
+ServiceNotify::ServiceNotify() : listening(std::getenv("NOTIFY_SOCKET") != nullptr) {
   std::uint64_t usec = 0;
   if (sd_watchdog_enabled(0, &usec) > 0) {
     interval = std::chrono::microseconds(usec);
@@ -23,14 +25,20 @@ void ServiceNotify::ready() {
 }
 
 void ServiceNotify::status(std::size_t inputs, std::int64_t printed_until, std::size_t lagging) {
+  if (!listening
+      || (status_sent && inputs == last_inputs && printed_until == last_printed_until
+          && lagging == last_lagging)) {
+    return;
+  }
   std::string text = "STATUS=" + std::to_string(inputs) + " inputs, ";
   text += printed_until == INT64_MIN ? std::string("no bucket printed yet")
                                      : "last bucket ended " + utc_time_of_day(printed_until);
   text += ", " + std::to_string(lagging) + " lagging";
-  if (text != last_status) {
-    sd_notify(0, text.c_str());
-    last_status = std::move(text);
-  }
+  sd_notify(0, text.c_str());
+  status_sent = true;
+  last_inputs = inputs;
+  last_printed_until = printed_until;
+  last_lagging = lagging;
 }
 
 void ServiceNotify::alive() {

@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <string>
 
 namespace vexil {
 
@@ -18,7 +17,8 @@ class ServiceNotify {
   ServiceNotify();
 
   void ready();
-  // Sends STATUS= when its text differs from the last one sent.
+  // Sends STATUS= when one of its figures changed since the last one sent; called once a pass of
+  // the merge, so it does nothing more than compare them otherwise.
   void status(std::size_t inputs, std::int64_t printed_until, std::size_t lagging);
   // Whether the manager asked for WATCHDOG=1 pings.
   bool watchdog() const { return interval.count() > 0; }
@@ -30,7 +30,11 @@ class ServiceNotify {
  private:
   std::chrono::microseconds interval{0};
   std::chrono::steady_clock::time_point last_ping{};
-  std::string last_status;
+  bool listening = false;  // NOTIFY_SOCKET is set
+  bool status_sent = false;
+  std::size_t last_inputs = 0;
+  std::int64_t last_printed_until = 0;
+  std::size_t last_lagging = 0;
 };
 
 }  // namespace vexil
