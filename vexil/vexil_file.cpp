@@ -26,6 +26,13 @@ class HistoryFile : public perflib::LogFile {
   }
 };
 
+// One check followed through every file of an input: its state carries from file to file.
+perflib::LogFile::LineCheck shared_check(const std::shared_ptr<StrictCheck>& check) {
+  return [check](const char* line, std::size_t size, std::uint64_t number) {
+    (*check)(line, size, number);
+  };
+}
+
 }  // namespace
 
 VexilFile::~VexilFile() {
@@ -38,9 +45,7 @@ VexilFile::~VexilFile() {
 void VexilFile::check_strictly(const std::string& path) {
   live_path = path;
   strict_check = std::make_shared<StrictCheck>(path);
-  set_line_check([c = strict_check](const char* line, std::size_t size, std::uint64_t number) {
-    (*c)(line, size, number);
-  });
+  set_line_check(shared_check(strict_check));
 }
 
 void VexilFile::read_history_first(std::vector<std::string> paths) {
@@ -58,10 +63,7 @@ perflib::RecordPtr VexilFile::next_record(bool ready) {
         history_file = std::make_unique<HistoryFile>(history.front(), layout);
         if (strict_check) {
           strict_check->start_file(history.front());
-          history_file->set_line_check(
-              [c = strict_check](const char* line, std::size_t size, std::uint64_t number) {
-                (*c)(line, size, number);
-              });
+          history_file->set_line_check(shared_check(strict_check));
         }
         if (window != nullptr) {
           history_file->read_window(window->since, window->until);
