@@ -52,9 +52,20 @@ void VexilFile::read_history_first(std::vector<std::string> paths) {
   history.assign(std::make_move_iterator(paths.begin()), std::make_move_iterator(paths.end()));
 }
 
+void VexilFile::read_ahead(perflib::ParseAhead& pool, unsigned batch_rows) {
+  ahead = pool.read(*this, batch_rows);
+}
+
+perflib::RecordPtr VexilFile::read_one(bool ready) {
+  if (ahead) {
+    return ahead->read_next();
+  }
+  return ready ? read_next_ready() : read_next();
+}
+
 perflib::RecordPtr VexilFile::next_record(bool ready) {
   if (history.empty() && !history_file && !skipping) {
-    return ready ? read_next_ready() : read_next();  // no history, or all of it read
+    return read_one(ready);  // no history, or all of it read
   }
   for (;;) {
     perflib::RecordPtr r;
@@ -87,7 +98,7 @@ perflib::RecordPtr VexilFile::next_record(bool ready) {
       }
       layout = r->get_context();
     } else {
-      r = ready ? read_next_ready() : read_next();
+      r = read_one(ready);
     }
     if (!r) {
       return r;  // the end, or no complete line yet: still skipping, if it was

@@ -38,6 +38,9 @@ class VexilFile : public perflib::LogFile {
   void read_history_first(std::vector<std::string> paths);
   // --strict: every line of the input, its history included, is checked (see StrictCheck).
   void check_strictly(const std::string& path);
+  // The input is read ahead by ahead's threads from now on (only an input read from its start
+  // to its end, without the options above).
+  void read_ahead(perflib::ParseAhead& ahead, unsigned batch_rows);
 
   enum Step { kRead, kWaiting, kEnded };
   // Tail mode without waiting: reads one record if its lines are complete and places it, or drops
@@ -57,6 +60,7 @@ class VexilFile : public perflib::LogFile {
   std::int64_t late_rows = 0;  // dropped while lagging
 
  private:
+  perflib::RecordPtr read_one(bool ready);
   perflib::RecordPtr next_record(bool ready);
   perflib::RecordPtr next_in_window(bool ready);
   void place(perflib::RecordPtr r);
@@ -72,6 +76,7 @@ class VexilFile : public perflib::LogFile {
   std::shared_ptr<StrictCheck> strict_check;
   std::string live_path;         // for strict_check, once the history is read
   bool ended_by_window = false;  // in tail mode, a row past the window's end came
+  std::unique_ptr<perflib::ParseAhead::Input> ahead;  // when read ahead
 };
 
 // HH:MM:SSZ of a time in seconds since the epoch, UTC.

@@ -5,6 +5,7 @@
 #include "perflib_bits/context.h"
 
 #include <algorithm>
+#include <mutex>
 
 #include "number_parse.h"
 #include "perflib_bits/calc_plan.h"
@@ -25,6 +26,10 @@ std::uint8_t recognise_layout(const std::vector<std::string>& tokens) {
   return pkt_drop_percent ? LV_TRELK_2 : LV_TRELK_3;
 }
 
+// Making a layout registers column instances in the built-in tables and derived-column plans for
+// them; layouts are made on several threads when files are read ahead.
+std::mutex tables_lock;
+
 std::vector<std::string> split_header(char* line) {
   std::vector<std::string> tokens;
   char* p = line[0] == '\0' ? line : line + 1;  // past the leading "#"
@@ -43,6 +48,7 @@ Context::Context(char* line) {
     return;  // no header, or a "##" line: an empty layout
   }
   std::vector<std::string> tokens = split_header(line);
+  const std::lock_guard<std::mutex> held(tables_lock);
   version = recognise_layout(tokens);
   FieldMap* map = rf_to_field_map[version];
 

@@ -9,6 +9,9 @@
 #define PERFLIB_SRC_NUMBER_PARSE_H
 
 #include <cstdint>
+#include <vector>
+
+#include "perflib_bits/field.h"
 
 namespace perflib {
 
@@ -58,6 +61,28 @@ inline double read_value(char*& p) {
   char* start = p;
   p = token_end(p);
   return read_value_fast(start, p);
+}
+
+// Converts the cells of a data line by the kinds of fields, in order: count(i, value) for an
+// integer column, real(i, value) for a real one, up to the last field. Returns how many cells
+// were read; more (when given) tells whether the line has cells past the last field.
+template <class Count, class Real>
+std::size_t convert_cells(const std::vector<Field>& fields, char* line, bool* more, Count&& count,
+                          Real&& real) {
+  const std::size_t n = fields.size();
+  std::size_t i = 0;
+  char* p = skip_delimiters(line);
+  for (; i < n && *p != '\0'; ++i, p = skip_delimiters(p)) {
+    if (is_integer(fields[i].type)) {
+      count(i, read_count(p));
+    } else {
+      real(i, read_value(p));
+    }
+  }
+  if (more != nullptr) {
+    *more = *p != '\0';
+  }
+  return i;
 }
 
 // Converts a real the way the setters of counter columns do: NaN and negatives give 0, values

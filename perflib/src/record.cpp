@@ -33,17 +33,14 @@ void Record::parse(char* line) {
   const std::size_t n = fields.size();
   pegs.resize(n);  // zeroed; cells are written in place
   Peg* out = pegs.data();
-  std::size_t i = 0;
-  for (char* p = skip_delimiters(line); i < n && *p != '\0'; ++i, p = skip_delimiters(p)) {
-    if (is_integer(fields[i].type)) {
-      out[i].count = read_count(p);
-    } else {
-      out[i].value = read_value(p);
+  const std::size_t cells = convert_cells(
+      fields, line, nullptr, [out](std::size_t i, std::uint64_t v) { out[i].count = v; },
+      [out](std::size_t i, double v) { out[i].value = v; });
+  if (cells < n) {
+    pegs.resize(cells);
+    while (pegs.size() < n) {
+      push_peg(fields[pegs.size()].type);  // missing cells read as zero
     }
-  }
-  pegs.resize(i);
-  for (; i < n; ++i) {
-    push_peg(fields[i].type);  // missing cells read as zero
   }
 }
 

@@ -40,6 +40,7 @@ class DecodingThread;
 class FileFollower;
 struct InputStream;
 class LineBuffer;
+class ParseAhead;
 
 class PERFLIB_EXPORT LogFile {
  public:
@@ -92,6 +93,7 @@ class PERFLIB_EXPORT LogFile {
   RecordPtr previous;
 
  private:
+  friend class ParseAhead;  // reads the lines of a file it reads ahead
   RecordPtr make_record(const std::shared_ptr<Context>& layout, char* line);
   RecordPtr next_record(bool wait);
   char* read_line(bool wait);

@@ -1,0 +1,364 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "perflib_bits/parse_ahead.h"
+
+#include <algorithm>
+#include <bit>
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <typeinfo>
+#include <vector>
+
+#include "line_buffer.h"
+#include "number_parse.h"
+
+namespace perflib {
+
+namespace {
+
+constexpr std::size_t MOST_READY = 2;           // batches made and not yet taken, per input
+constexpr std::size_t TEXT_BUDGET = 64 * 1024;  // a batch ends once its text passes this
+constexpr std::size_t NONE = ~std::size_t{0};
+
+// One data line read ahead: its cells converted in the layout it was read in (a counter, or the
+// bits of a double, each, in Batch::cells), and its text.
+struct Row {
+  std::size_t cells = 0;            // of its first column, in Batch::cells
+  std::size_t text = 0;             // of the line, in Batch::text
+  std::size_t header = NONE;        // of the header line just before it, if one came
+  const Context* layout = nullptr;  // one of Batch::layouts
+  bool more = false;                // the line has cells past that layout's last column
+};
+
+std::shared_ptr<Context> context_of(const char* header) {
+  std::string text(header);
+  return std::make_shared<Context>(text.data());
+}
+
+std::shared_ptr<Context> sdrop_context() {
+  return context_of("#time,sdrops\n");  // the layout of a file whose first line is data
+}
+
+}  // namespace
+
+struct ParseAhead::Batch {
+  std::vector<Row> rows;  // the first size are in use
+  std::size_t size = 0;
+  std::vector<std::uint64_t> cells;  // as many for each row as its layout has columns
+  std::string text;                  // the lines, each ended by a NUL
+  std::vector<std::shared_ptr<const Context>> layouts;
+  bool end = false;          // the input ends after these rows
+  std::exception_ptr error;  // thrown after these rows
+
+  void clear() {
+    size = 0;
+    cells.clear();
+    text.clear();
+    layouts.clear();
+    end = false;
+    error = nullptr;
+  }
+
+  std::size_t add_text(const char* line) {
+    const std::size_t at = text.size();
+    text.append(line);
+    text.push_back('\0');
+    return at;
+  }
+};
+
+struct ParseAhead::InputState {
+  InputState(LogFile& file, unsigned batch_rows) : file(file), batch_rows(batch_rows) {}
+
+  LogFile& file;
+  const unsigned batch_rows;
+
+  // Under Shared::lock.
+  std::deque<std::unique_ptr<Batch>> ready;
+  std::vector<std::unique_ptr<Batch>> spare;
+  bool busy = false;    // a thread fills a batch of it
+  bool done = false;    // its last batch is made
+  bool closed = false;  // its reader is gone
+
+  // Of the thread that fills a batch.
+  std::shared_ptr<const Context> layout;  // of the next data line; none before the first
+  std::string header;                     // read last, until a data line follows
+  bool has_header = false;
+
+  // Of the reader.
+  std::unique_ptr<Batch> current;
+  std::size_t next = 0;  // row of current
+  // The last reader's layout compared with a batch's, by identity and state (a layout only
+  // changes by renaming columns, which raises its version, or by gaining columns).
+  std::shared_ptr<Context> compared;
+  std::uint8_t compared_version = 0;
+  std::size_t compared_size = 0;
+  std::shared_ptr<const Context> compared_with;
+  bool same_kinds = false;
+
+  std::unique_ptr<Batch> spare_batch() {
+    if (spare.empty()) {
+      return std::make_unique<Batch>();
+    }
+    std::unique_ptr<Batch> batch = std::move(spare.back());
+    spare.pop_back();
+    return batch;
+  }
+};
+
+struct ParseAhead::Shared {
+  std::mutex lock;
+  std::condition_variable work;  // a helper may have something to do
+  std::condition_variable made;  // a batch was made, or a thread let go of an input
+  std::vector<std::shared_ptr<InputState>> inputs;
+  std::size_t cursor = 0;  // where the search for work starts
+  unsigned idle = 0;       // helpers waiting for work
+  bool stopping = false;
+  std::vector<std::thread> helpers;
+
+  // The open input with room for another batch and the fewest made, from cursor on.
+  std::shared_ptr<InputState> pick() {
+    std::shared_ptr<InputState> best;
+    std::size_t at = 0;
+    for (std::size_t k = 0; k < inputs.size(); ++k) {
+      const std::size_t i = (cursor + k) % inputs.size();
+      InputState& in = *inputs[i];
+      if (in.busy || in.done || in.closed || in.ready.size() >= MOST_READY) {
+        continue;
+      }
+      if (!best || in.ready.size() < best->ready.size()) {
+        best = inputs[i];
+        at = i;
+      }
+    }
+    if (best) {
+      cursor = at + 1;
+    }
+    return best;
+  }
+
+  // Fills a batch of in, which the caller has marked busy, with the lock released meanwhile.
+  void fill_unlocked(std::unique_lock<std::mutex>& held, InputState& in) {
+    std::unique_ptr<Batch> batch = in.spare_batch();
+    held.unlock();
+    ParseAhead::fill(in, *batch);
+    held.lock();
+    in.busy = false;
+    in.done = batch->end;
+    in.ready.push_back(std::move(batch));
+    made.notify_all();
+  }
+};
+
+ParseAhead::ParseAhead(unsigned helpers) : shared(std::make_shared<Shared>()) {
+  for (unsigned i = 0; i < std::max(helpers, 1u); ++i) {
+    shared->helpers.emplace_back([s = shared] { run(s); });
+  }
+}
+
+ParseAhead::~ParseAhead() {
+  {
+    const std::lock_guard<std::mutex> held(shared->lock);
+    shared->stopping = true;
+  }
+  shared->work.notify_all();
+  for (std::thread& t : shared->helpers) {
+    t.join();
+  }
+}
+
+std::unique_ptr<ParseAhead::Input> ParseAhead::read(LogFile& file, unsigned batch_rows) {
+  auto state = std::make_shared<InputState>(file, std::max(batch_rows, 1u));
+  {
+    const std::lock_guard<std::mutex> held(shared->lock);
+    shared->inputs.push_back(state);
+  }
+  shared->work.notify_one();
+  return std::unique_ptr<Input>(new Input(shared, std::move(state)));
+}
+
+void ParseAhead::run(const std::shared_ptr<Shared>& shared) {
+  Shared& s = *shared;
+  std::unique_lock<std::mutex> held(s.lock);
+  while (!s.stopping) {
+    std::shared_ptr<InputState> in = s.pick();
+    if (!in) {
+      ++s.idle;
+      s.work.wait(held);
+      --s.idle;
+      continue;
+    }
+    in->busy = true;
+    s.fill_unlocked(held, *in);
+  }
+}
+
+// Reads the next rows of in into batch: up to its row count, its text budget or the end.
+void ParseAhead::fill(InputState& in, Batch& batch) {
+  try {
+    while (batch.size < in.batch_rows && batch.text.size() < TEXT_BUDGET) {
+      char* line = in.file.read_line(true);
+      if (line == nullptr) {
+        batch.end = true;
+        return;
+      }
+      if (line[0] == '#') {
+        in.header.assign(line);
+        in.has_header = true;
+        continue;
+      }
+      if (batch.rows.size() == batch.size) {
+        batch.rows.emplace_back();
+      }
+      Row& row = batch.rows[batch.size];
+      row.header = NONE;
+      if (in.has_header) {
+        row.header = batch.add_text(in.header.c_str());
+        in.layout = context_of(in.header.c_str());
+        in.has_header = false;
+      } else if (!in.layout) {
+        in.layout = sdrop_context();
+      }
+      if (batch.layouts.empty() || batch.layouts.back() != in.layout) {
+        batch.layouts.push_back(in.layout);
+      }
+      row.layout = in.layout.get();
+      row.cells = batch.cells.size();
+      batch.cells.resize(row.cells + in.layout->fields.size());  // missing cells read as zero
+      std::uint64_t* out = batch.cells.data() + row.cells;
+      convert_cells(
+          in.layout->fields, line, &row.more, [out](std::size_t i, std::uint64_t v) { out[i] = v; },
+          [out](std::size_t i, double v) { out[i] = std::bit_cast<std::uint64_t>(v); });
+      row.text = batch.add_text(line);
+      ++batch.size;
+      if (in.layout->fields.empty()) {
+        batch.end = true;  // a row without values ends the input
+        return;
+      }
+    }
+  } catch (...) {
+    batch.error = std::current_exception();
+    batch.end = true;
+  }
+}
+
+RecordPtr ParseAhead::take(Shared& s, InputState& in) {
+  // The next row, from the next batch once this one is read.
+  while (!in.current || in.next == in.current->size) {
+    if (in.current && in.current->end) {
+      if (in.current->error) {
+        std::rethrow_exception(in.current->error);
+      }
+      in.file.header.reset();
+      in.file.previous.reset();
+      return nullptr;
+    }
+    std::unique_lock<std::mutex> held(s.lock);
+    if (in.current) {
+      in.current->clear();
+      in.spare.push_back(std::move(in.current));
+    }
+    while (in.ready.empty()) {
+      if (!in.busy) {
+        in.busy = true;  // no helper is at it: read it here rather than wait
+        s.fill_unlocked(held, in);
+      } else if (std::shared_ptr<InputState> other = s.pick()) {
+        other->busy = true;  // a helper is at it: read another input meanwhile
+        s.fill_unlocked(held, *other);
+      } else {
+        s.made.wait(held);
+      }
+    }
+    in.current = std::move(in.ready.front());
+    in.ready.pop_front();
+    in.next = 0;
+    if (in.ready.empty() && !in.done && s.idle > 0) {
+      s.work.notify_one();  // this input runs dry next
+    }
+  }
+  Batch& batch = *in.current;
+  Row& row = batch.rows[in.next++];
+  LogFile& file = in.file;
+
+  // The layout read_next would give the line.
+  std::shared_ptr<Context> layout = row.header != NONE ? context_of(batch.text.data() + row.header)
+                                    : file.previous    ? file.previous->get_context()
+                                                       : sdrop_context();
+  // Whether its columns still have the kinds the row was converted by, from its first column
+  // to the last the line fills.
+  const std::size_t n = layout->fields.size();
+  const std::vector<Field>& converted = row.layout->fields;
+  if (in.compared != layout || in.compared_version != layout->version || in.compared_size != n
+      || in.compared_with.get() != row.layout) {
+    in.compared = layout;
+    in.compared_version = layout->version;
+    in.compared_size = n;
+    in.compared_with = *std::find_if(batch.layouts.begin(), batch.layouts.end(),
+                                     [&](const auto& l) { return l.get() == row.layout; });
+    in.same_kinds = n >= converted.size()
+                    && std::equal(converted.begin(), converted.end(), layout->fields.begin(),
+                                  [](const Field& a, const Field& b) {
+                                    return is_integer(a.type) == is_integer(b.type);
+                                  });
+  }
+  const bool as_converted = in.same_kinds && !(row.more && n > converted.size());
+
+  // The record, reusing the one returned last when nobody holds it, as read_next does.
+  RecordPtr record;
+  Record* last = file.previous.get();
+  if (last != nullptr && file.previous.use_count() == 1 && last->context == layout
+      && typeid(*last) == typeid(Record)) {
+    record = std::move(file.previous);
+  }
+  char* text = batch.text.data() + row.text;
+  if (as_converted) {
+    if (!record) {
+      record = std::make_shared<Record>(layout, nullptr);
+    }
+    record->average_state = AS_NONE;
+    record->average_counts.clear();
+    record->averaged_integers.clear();
+    std::vector<Peg>& pegs = record->pegs;
+    pegs.resize(converted.size());
+    const std::uint64_t* cells = batch.cells.data() + row.cells;
+    for (std::size_t i = 0; i < converted.size(); ++i) {
+      if (is_integer(converted[i].type)) {
+        pegs[i].set_count(cells[i]);
+      } else {
+        pegs[i].set_value(std::bit_cast<double>(cells[i]));
+      }
+    }
+    while (pegs.size() < n) {
+      record->push_peg(layout->fields[record->pegs.size()].type);
+    }
+  } else if (record) {
+    record->reparse(text);
+  } else {
+    record = std::make_shared<Record>(layout, text);
+  }
+  if (record->get_pegs().empty()) {
+    record.reset();  // a line that gives no values ends this input
+  }
+  file.previous = record;
+  return record;
+}
+
+ParseAhead::Input::Input(std::shared_ptr<Shared> shared, std::shared_ptr<InputState> state)
+    : shared(std::move(shared)), state(std::move(state)) {}
+
+ParseAhead::Input::~Input() {
+  std::unique_lock<std::mutex> held(shared->lock);
+  state->closed = true;
+  shared->made.wait(held, [this] { return !state->busy; });
+  auto& inputs = shared->inputs;
+  inputs.erase(std::find(inputs.begin(), inputs.end(), state));
+}
+
+RecordPtr ParseAhead::Input::read_next() {
+  return take(*shared, *state);
+}
+
+}  // namespace perflib
