@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "perflib_bits/parse_ahead.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "test_support.h"
+
+namespace perflib {
+namespace {
+
+// What a reader is handed, record by record: the layout (version, names and kinds) and every
+// byte of the values; then how the input ended.
+using Next = std::function<RecordPtr()>;
+// Changes the layout of the record read as number n (from 0), as accumulation may.
+using Change = std::function<void(std::size_t n, Record& r)>;
+
+std::string shown(const Record& r) {
+  std::string out = "v";
+  out += std::to_string(r.context->version);
+  for (const Field& f : r.context->fields) {
+    out.append(" ").append(*f.name).append(":").append(std::to_string(f.type));
+  }
+  out += " |";
+  for (const Peg& p : r.pegs) {
+    unsigned char bytes[sizeof p];
+    std::memcpy(bytes, &p, sizeof p);
+    out += ' ';
+    for (unsigned char b : bytes) {
+      out += "0123456789abcdef"[b >> 4];
+      out += "0123456789abcdef"[b & 15];
+    }
+  }
+  return out + "\n";
+}
+
+// The next record shown, or how the input ended; ended is then set.
+std::string step(const Next& next, bool& ended) {
+  try {
+    if (RecordPtr r = next()) {
+      return shown(*r);
+    }
+    ended = true;
+    return "end\n";
+  } catch (const std::exception& e) {
+    ended = true;
+    return std::string("error: ") + e.what() + "\n";
+  }
+}
+
+std::string trace(const Next& next, const Change& change) {
+  std::string out;
+  RecordPtr last;
+  std::size_t n = 0;
+  for (bool ended = false; !ended;) {
+    out += step(
+        [&] {
+          last = next();
+          return last;
+        },
+        ended);
+    if (last) {
+      change(n++, *last);
+    }
+  }
+  return out;
+}
+
+struct Input {
+  const char* what;
+  std::string text;
+};
+
+std::vector<Input> inputs() {
+  std::string rows;
+  for (int i = 0; i < 150; ++i) {
+    rows += std::to_string(1000 + i) + "," + std::to_string(i * 7) + "," + std::to_string(i) + "\n";
+  }
+  return {
+      {"layouts changing within and across batches",
+       "#time,a,b\n" + rows.substr(0, 200) + "#time,a,b,c\n1,2,3,4\n#time\n#timestamp,x\n5,6\n"
+           + rows},
+      {"rows before any header", "5,6\n7,8\n#time,x\n9,1\n"},
+      {"cells missing, empty and past the layout", "#time,a,b\n1\n2,3,4,5,6\n,,3,,4\n\n7,x1,-2\n"},
+      {"more cells than the layout after it gained a column",
+       "#time,a\n1,1\n2,2\n3,3\n4,4\n5,5\n6,6,66\n7,7,77,777\n"},
+      {"an empty layout ends the input", "#time,a\n1,2\n#\n3,4\n"},
+      {"reals", "#time,pkt_drop_percent,n\n1,0.5,2\n2,1e3,3.5\n3,-0.25,nan\n"},
+      {"lines longer than a batch's text", "#time,a,b\n1,2," + std::string(50000, '7') + "\n2,3,"
+                                               + std::string(70000, '8') + "\n3,4,5\n"},
+      {"a last line without its newline and a NUL in a line",
+       std::string("#time,a\n1,2\0,9\n3,4\n5,6", 24)},
+      {"a line over the limit after rows",
+       "#time,a\n1,2\n3,4\n" + std::string((std::size_t{16} << 20) + 1, '9') + "\n5,6\n"},
+  };
+}
+
+Change no_change = [](std::size_t, Record&) {};
+
+// The layout a row was read in is changed in place after some rows, as accumulation may change
+// it: a column of counters turns into one of reals (the version goes up, as an upgrade raises
+// it), or a column is added; the rows after must read as they would have been read right then.
+Change kind_changes = [](std::size_t n, Record& r) {
+  Context& c = *r.context;
+  if (n == 1 && c.fields.size() > 1) {
+    c.rename_field(1, Field("now_real", PT_RATE));
+    c.set_version(static_cast<std::uint8_t>(c.version + 1));
+  }
+};
+Change column_added = [](std::size_t n, Record& r) {
+  if (n == 2) {
+    r.context->append_field(Field("added", PT_SUM));
+  }
+};
+
+TEST(ParseAheadTest, HandsOutWhatTheFileReaderWould) {
+  test_support::TempDir dir;
+  for (const Input& input : inputs()) {
+    const std::string path = dir.write("in.csv", input.text);
+    for (const Change& change : {no_change, kind_changes, column_added}) {
+      LogFile plain(path, false);
+      const std::string expected = trace([&] { return plain.read_next(); }, change);
+      for (unsigned helpers : {1u, 2u}) {
+        for (unsigned rows : {1u, 2u, 3u, 64u}) {
+          SCOPED_TRACE(std::string(input.what) + ", " + std::to_string(helpers) + " helpers, "
+                       + std::to_string(rows) + " rows a batch");
+          ParseAhead ahead(helpers);
+          LogFile file(path, false);
+          std::unique_ptr<ParseAhead::Input> in = ahead.read(file, rows);
+          EXPECT_EQ(trace([&] { return in->read_next(); }, change), expected);
+          EXPECT_EQ(file.get_prev_time(), plain.get_prev_time());
+        }
+      }
+    }
+  }
+}
+
+// Several inputs read in turn, one record each, with helpers racing the reader; one is let go
+// before its end.
+TEST(ParseAheadTest, ReadsSeveralInputsInTurn) {
+  test_support::TempDir dir;
+  std::vector<std::string> paths, expected;
+  for (const Input& input : inputs()) {
+    paths.push_back(dir.write(std::to_string(paths.size()) + ".csv", input.text));
+    LogFile plain(paths.back(), false);
+    expected.push_back(trace([&] { return plain.read_next(); }, no_change));
+  }
+  std::vector<std::string> got(paths.size());
+  {
+    ParseAhead ahead(2);
+    std::vector<std::unique_ptr<LogFile>> files;
+    std::vector<std::unique_ptr<ParseAhead::Input>> ins;
+    for (const std::string& p : paths) {
+      files.push_back(std::make_unique<LogFile>(p, false));
+      ins.push_back(ahead.read(*files.back(), 2));
+    }
+    auto abandoned = std::make_unique<LogFile>(paths[0], false);
+    auto early = ahead.read(*abandoned, 1);
+    EXPECT_NE(early->read_next(), nullptr);
+    early.reset();
+    // One record of every input a turn, the way the merge reads them.
+    std::vector<bool> ended(paths.size());
+    for (bool any = true; any;) {
+      any = false;
+      for (std::size_t k = 0; k < ins.size(); ++k) {
+        if (!ended[k]) {
+          any = true;
+          bool end = false;
+          got[k] += step([&] { return ins[k]->read_next(); }, end);
+          ended[k] = end;
+        }
+      }
+    }
+  }
+  for (std::size_t k = 0; k < paths.size(); ++k) {
+    EXPECT_EQ(got[k], expected[k]) << inputs()[k].what;
+  }
+}
+
+}  // namespace
+}  // namespace perflib
