@@ -93,11 +93,13 @@ const { DuckDBInstance } = require("@duckdb/node-api");
 commands() {
   cmd_floor=("$build/bench/floor" "${files[@]}")
   cmd_vexil=("$build/vexil/vexil" -d "$data" "${logdirs[@]}" -f perf.csv "${supplemental[@]}")
+  cmd_vexil_one=(taskset -c 0 "${cmd_vexil[@]}")
   cmd_mlr=(env GOMAXPROCS=1 mlr --icsv --ocsv put '$bucket = $[[[1]]] - $[[[1]]] % 300'
     'then' stats1 -a sum --fx '^(#.*|bucket)$' -g bucket "${files[@]}")
   cmd_duckdb=(env "NODE_PATH=$node_path" node -e "$duckdb_script" "${files[@]}")
-  declare -gA labels=([floor]=floor [vexil]=vexil [mlr]="mlr (1 thread)" [duckdb]="duckdb (1 thread)")
-  tools=(floor vexil)
+  declare -gA labels=([floor]=floor [vexil]=vexil [vexil_one]="vexil, 1 processor"
+    [mlr]="mlr (1 thread)" [duckdb]="duckdb (1 thread)")
+  tools=(floor vexil vexil_one)
   compressed_commands
   [[ "${VEXIL_BENCH_OTHERS:-1}" == 0 ]] && return
   command -v mlr >/dev/null && tools+=(mlr)
@@ -173,12 +175,16 @@ report() {
   read -r floor_median rss < <(stats floor)
   printf '\n%s: %d files, %.1f MB, %d runs each (median wall time, peak RSS of all runs)\n' \
     "$preset" "${#files[@]}" "$(awk "BEGIN {print $bytes / 1e6}")" "$runs"
+  printf 'on %s, %d processors\n' \
+    "$(sed -n 's/^model name[[:space:]]*: //p' /proc/cpuinfo | head -n 1)" "$jobs"
   printf '%-18s %9s %9s %8s %13s\n' tool "wall s" "MB/s" "x floor" "peak RSS MiB"
   for name in "${tools[@]}"; do
     read -r median rss < <(stats "$name")
     awk -v label="${labels[$name]}" -v m="$median" -v f="$floor_median" -v b="$bytes" -v rss="$rss" \
       'BEGIN { printf "%-18s %9.3f %9.1f %8.2f %13.1f\n", label, m / 1e6, b / m, m / f, rss / 1024 }'
   done
+  ratio vexil_one floor "vexil on one processor / floor (target: 1.2 at most)"
+  ratio vexil floor "vexil / floor (target: 0.6 at most on 2 processors)"
   if [[ -v 'labels[vexil_gz]' ]]; then
     ratio vexil_gz gunzip "vexil on the gzip -6 files / gzip -dc of them in turn"
     ratio vexil_zst vexil "vexil on the zstd -3 files / vexil on the plain files"

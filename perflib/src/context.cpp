@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <mutex>
+#include <unordered_set>
 
+#include "layout_preview.h"
 #include "number_parse.h"
 #include "perflib_bits/calc_plan.h"
 #include "perflib_bits/field_tables.h"
@@ -27,7 +29,7 @@ std::uint8_t recognise_layout(const std::vector<std::string>& tokens) {
 }
 
 // Making a layout registers column instances in the built-in tables and derived-column plans for
-// them; layouts are made on several threads when files are read ahead.
+// them; a file read ahead previews its layouts on another thread meanwhile.
 std::mutex tables_lock;
 
 std::vector<std::string> split_header(char* line) {
@@ -68,6 +70,39 @@ Context::Context(char* line) {
   if (known_column) {
     add_thread_plans(map->max_instance);
   }
+}
+
+std::shared_ptr<const Context> preview_layout(const char* header) {
+  auto layout = std::make_shared<Context>();
+  if (header[0] != '\0' && header[1] == '#') {
+    return layout;
+  }
+  std::string text(header);
+  std::vector<std::string> tokens = split_header(text.data());
+  std::unordered_set<std::string> seen;
+  const std::lock_guard<std::mutex> held(tables_lock);
+  layout->version = recognise_layout(tokens);
+  const FieldMap& map = *rf_to_field_map[layout->version];
+  for (std::string& token : tokens) {
+    if (seen.count(token) != 0) {
+      token += "_DUPLICATE";
+    }
+    seen.insert(token);
+    // As wildcard_process finds it, without adding the instance.
+    PegType kind = PT_SUM;
+    if (auto it = map.fields.find(token); it != map.fields.end()) {
+      kind = it->second.type;
+    } else {
+      for (const auto& w : map.wildcards) {
+        if (w.pattern.match(token)) {
+          kind = w.field->type;
+          break;
+        }
+      }
+    }
+    layout->fields.emplace_back(token, kind);
+  }
+  return layout;
 }
 
 Context::~Context() = default;

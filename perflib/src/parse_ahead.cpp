@@ -12,6 +12,7 @@
 #include <typeinfo>
 #include <vector>
 
+#include "layout_preview.h"
 #include "line_buffer.h"
 #include "number_parse.h"
 
@@ -38,9 +39,7 @@ std::shared_ptr<Context> context_of(const char* header) {
   return std::make_shared<Context>(text.data());
 }
 
-std::shared_ptr<Context> sdrop_context() {
-  return context_of("#time,sdrops\n");  // the layout of a file whose first line is data
-}
+const char sdrop_header[] = "#time,sdrops\n";  // the layout of a file whose first line is data
 
 }  // namespace
 
@@ -98,6 +97,7 @@ struct ParseAhead::InputState {
   std::size_t compared_size = 0;
   std::shared_ptr<const Context> compared_with;
   bool same_kinds = false;
+  bool counters_only = false;  // the batch's layout has no column of reals
 
   std::unique_ptr<Batch> spare_batch() {
     if (spare.empty()) {
@@ -217,10 +217,10 @@ void ParseAhead::fill(InputState& in, Batch& batch) {
       row.header = NONE;
       if (in.has_header) {
         row.header = batch.add_text(in.header.c_str());
-        in.layout = context_of(in.header.c_str());
+        in.layout = preview_layout(in.header.c_str());
         in.has_header = false;
       } else if (!in.layout) {
-        in.layout = sdrop_context();
+        in.layout = preview_layout(sdrop_header);
       }
       if (batch.layouts.empty() || batch.layouts.back() != in.layout) {
         batch.layouts.push_back(in.layout);
@@ -286,7 +286,7 @@ RecordPtr ParseAhead::take(Shared& s, InputState& in) {
   // The layout read_next would give the line.
   std::shared_ptr<Context> layout = row.header != NONE ? context_of(batch.text.data() + row.header)
                                     : file.previous    ? file.previous->get_context()
-                                                       : sdrop_context();
+                                                       : context_of(sdrop_header);
   // Whether its columns still have the kinds the row was converted by, from its first column
   // to the last the line fills.
   const std::size_t n = layout->fields.size();
@@ -303,6 +303,8 @@ RecordPtr ParseAhead::take(Shared& s, InputState& in) {
                                   [](const Field& a, const Field& b) {
                                     return is_integer(a.type) == is_integer(b.type);
                                   });
+    in.counters_only = std::all_of(converted.begin(), converted.end(),
+                                   [](const Field& f) { return is_integer(f.type); });
   }
   const bool as_converted = in.same_kinds && !(row.more && n > converted.size());
 
@@ -324,11 +326,19 @@ RecordPtr ParseAhead::take(Shared& s, InputState& in) {
     std::vector<Peg>& pegs = record->pegs;
     pegs.resize(converted.size());
     const std::uint64_t* cells = batch.cells.data() + row.cells;
-    for (std::size_t i = 0; i < converted.size(); ++i) {
-      if (is_integer(converted[i].type)) {
-        pegs[i].set_count(cells[i]);
-      } else {
-        pegs[i].set_value(std::bit_cast<double>(cells[i]));
+    Peg* out = pegs.data();
+    if (in.counters_only) {
+      for (std::size_t i = 0; i < converted.size(); ++i) {
+        out[i] = Peg();
+        out[i].count = cells[i];
+      }
+    } else {
+      for (std::size_t i = 0; i < converted.size(); ++i) {
+        if (is_integer(converted[i].type)) {
+          out[i].set_count(cells[i]);
+        } else {
+          out[i].set_value(std::bit_cast<double>(cells[i]));
+        }
       }
     }
     while (pegs.size() < n) {

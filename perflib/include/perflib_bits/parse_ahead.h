@@ -8,16 +8,15 @@
 // so the work is shared whatever the speed of each side.
 //
 // The records handed out are those LogFile::read_next would return, byte for byte: a batch
-// holds its rows' text and cell values converted in a layout of its own, made from the same
-// header line. The reader gives each row the layout read_next would give it (its own copy of the
-// header's, or its previous record's, which accumulation may have changed in place since) and
-// converts the row's text again in that layout when the kinds of its columns no longer agree.
+// holds its rows' text and cell values converted in a preview of their layout, made from the same
+// header line without registering anything in the built-in tables. The reader makes the layout
+// itself when it reaches the row, as read_next would (so the tables change in the same order),
+// or takes its previous record's, which accumulation may have changed in place since; it
+// converts the row's text again when the kinds of the columns no longer agree with the preview.
 // No layout or record is shared between the threads.
 //
 // For files opened by path and read from their start to their end: not followed, no line
 // check, no window. A record that gives no values ends the input (see LogFile::read_next).
-// While a ParseAhead runs, layouts are made from header lines on its threads; the built-in
-// tables they register instances in are locked for that (see Context).
 #ifndef PERFLIB_BITS_PARSE_AHEAD_H
 #define PERFLIB_BITS_PARSE_AHEAD_H
 
