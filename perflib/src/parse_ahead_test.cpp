@@ -93,7 +93,7 @@ std::vector<Input> inputs() {
       {"lines longer than a batch's text", "#time,a,b\n1,2," + std::string(50000, '7') + "\n2,3,"
                                                + std::string(70000, '8') + "\n3,4,5\n"},
       {"a last line without its newline and a NUL in a line",
-       std::string("#time,a\n1,2\0,9\n3,4\n5,6", 24)},
+       std::string("#time,a\n1,2") + '\0' + ",9\n3,4\n5,6"},
       {"a line over the limit after rows",
        "#time,a\n1,2\n3,4\n" + std::string((std::size_t{16} << 20) + 1, '9') + "\n5,6\n"},
   };
