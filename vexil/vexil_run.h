@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <system_error>
 #include <vector>
 
 #include "arguments.h"
@@ -174,7 +175,11 @@ class VexilRun {
     if (helpers == 0 || inputs == 0) {
       return;
     }
-    parse_ahead = std::make_unique<perflib::ParseAhead>(helpers);
+    try {
+      parse_ahead = std::make_unique<perflib::ParseAhead>(helpers);
+    } catch (const std::system_error&) {
+      return;  // no thread to spare: the inputs are read in turn
+    }
     const auto rows = static_cast<unsigned>(std::clamp<std::size_t>(1024 / inputs, 16, 64));
     for (Files* each : {&files, &supplemental_files}) {
       for (const std::unique_ptr<VexilFile>& file : *each) {

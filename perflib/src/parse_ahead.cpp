@@ -8,6 +8,7 @@
 #include <exception>
 #include <mutex>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <typeinfo>
 #include <vector>
@@ -155,7 +156,14 @@ struct ParseAhead::Shared {
 
 ParseAhead::ParseAhead(unsigned helpers) : shared(std::make_shared<Shared>()) {
   for (unsigned i = 0; i < std::max(helpers, 1u); ++i) {
-    shared->helpers.emplace_back([s = shared] { run(s); });
+    try {
+      shared->helpers.emplace_back([s = shared] { run(s); });
+    } catch (const std::system_error&) {
+      if (shared->helpers.empty()) {
+        throw;
+      }
+      break;  // where threads are scarce, fewer helpers
+    }
   }
 }
 

@@ -32,7 +32,8 @@ class PERFLIB_EXPORT ParseAhead {
  public:
   class Input;
 
-  // helpers: the threads to start besides the reader's own (at least 1).
+  // helpers: the threads to start besides the reader's own (at least 1; fewer where the system
+  // refuses more). Throws std::system_error when not even one can start.
   explicit ParseAhead(unsigned helpers);
   ~ParseAhead();  // stops the helpers; inputs still open are then read by their reader alone
   ParseAhead(const ParseAhead&) = delete;
