@@ -220,7 +220,7 @@ void Arguments::parse(int argc, char** argv) {
   if (file_names.empty() && optind == argc) {
     throw std::runtime_error("Filename must be specified with -f");
   }
-  if (window.since >= window.until) {
+  if (window.since > window.until) {
     throw std::runtime_error("--since must be before --until");
   }
   if (max_lag && !tail) {

@@ -80,8 +80,8 @@ RecordWriter::RecordWriter(OutputFormat format, TimeFormat time_format,
       matched(this->patterns.size(), false) {}
 
 RecordWriter::~RecordWriter() {
-  if (std::uncaught_exceptions() != 0) {
-    return;
+  if (std::uncaught_exceptions() != 0 || !layout) {
+    return;  // and with no line written (an empty window), no column is known not to exist
   }
   for (std::size_t k = 0; k < patterns.size(); ++k) {
     if (!matched[k]) {

@@ -30,7 +30,7 @@ class RecordWriter {
  public:
   RecordWriter(OutputFormat format, TimeFormat time_format, std::vector<std::string> patterns);
   // Names on stderr each pattern that matched no column of the merge, unless an exception is
-  // on its way out.
+  // on its way out or no line was written.
   ~RecordWriter();
   RecordWriter(const RecordWriter&) = delete;
   RecordWriter& operator=(const RecordWriter&) = delete;
