@@ -91,10 +91,11 @@ void LineBuffer::clear() {
   lines = 0;
 }
 
-void LineBuffer::restart(std::string_view recent) {
+void LineBuffer::restart(std::string_view recent, std::uint64_t lines_before) {
   clear();
   std::memcpy(room(), recent.data(), recent.size());
   begin = scanned = end = recent.size();
+  lines = lines_before;
 }
 
 void LineBuffer::make_room() {

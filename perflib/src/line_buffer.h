@@ -52,8 +52,8 @@ class LineBuffer {
   // Drops all text: the file starts again, line numbers too.
   void clear();
   // Drops all text, for a reader moved into the middle of its file: recent is the text just
-  // before the new position. Line numbers then count from there.
-  void restart(std::string_view recent);
+  // before the new position, lines_before the number of lines before it.
+  void restart(std::string_view recent, std::uint64_t lines_before);
 
  private:
   void make_room();

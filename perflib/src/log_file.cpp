@@ -215,6 +215,9 @@ void LogFile::wait_any(const std::vector<LogFile*>& files, int timeout_ms) {
 
 RecordPtr LogFile::next_record(bool wait) {
   blocked = false;
+  if (window_pending) {
+    find_window();
+  }
   while (char* line = read_line(wait)) {
     if (line_check) {
       line_check(line, line_size, lines->line_number());

@@ -1,12 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
-// Finding the first row at or after a time without parsing what comes before it.
-#include <sys/mman.h>
+// Reading only the part of a plain file that holds a window of times.
+//
+// One pass over the file looks at the first cell of every line, without making records: the
+// reader then starts at the first row of the window and stops after its last one, so a file
+// whose clock stepped back gives exactly its rows of the window too. Every row passed over is
+// one that reading the whole file would have passed over too (before since, or at or after
+// until); a line whose effect the pass cannot tell from its first cell (one that would end the
+// input, one too long, one in a layout whose time is not its first column) has the file read
+// from its top instead.
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 #include <vector>
 
+#include "layout_preview.h"
 #include "line_buffer.h"
 #include "number_parse.h"
 #include "perflib_bits/log_file.h"
@@ -15,120 +24,111 @@ namespace perflib {
 
 namespace {
 
-// A file mapped for reading, in which lines are found by their byte offsets.
-class MappedText {
- public:
-  MappedText(int fd, std::size_t size) : size(size) {
-    void* p = size == 0 ? MAP_FAILED : mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
-    text = p == MAP_FAILED ? nullptr : static_cast<const char*>(p);
-  }
-  ~MappedText() {
-    if (text != nullptr) {
-      munmap(const_cast<char*>(text), size);
-    }
-  }
-  MappedText(const MappedText&) = delete;
-  MappedText& operator=(const MappedText&) = delete;
-
-  bool mapped() const { return text != nullptr; }
-
-  // The start of the first line that starts at or after at.
-  std::size_t line_at_or_after(std::size_t at) const {
-    if (at == 0 || at >= size) {
-      return std::min(at, size);
-    }
-    const void* newline = std::memchr(text + at - 1, '\n', size - (at - 1));
-    return newline == nullptr ? size : static_cast<const char*>(newline) - text + 1;
-  }
-  std::size_t line_end(std::size_t start) const {
-    const void* newline = std::memchr(text + start, '\n', size - start);
-    return newline == nullptr ? size : static_cast<const char*>(newline) - text + 1;
-  }
-  // The start of the last header line ("#...") that starts before at, or size when none does.
-  // Read backwards with pread rather than through the mapping: touching every page of a mapping
-  // costs a fault each, several times what copying the same bytes does.
-  std::size_t header_before(int fd, std::size_t at) const {
-    std::vector<char> chunk(1 << 20);
-    for (std::size_t end = at; end > 0;) {
-      const std::size_t from = end - std::min(end, chunk.size());
-      if (pread(fd, chunk.data(), end - from, static_cast<off_t>(from))
-          != static_cast<ssize_t>(end - from)) {
-        break;
-      }
-      // A "#" that starts a line: after a newline, or at the start of the file.
-      for (std::size_t stop = end - from; stop > 0;) {
-        const void* hash = memrchr(chunk.data(), '#', stop);
-        if (hash == nullptr) {
-          break;
-        }
-        const std::size_t p = static_cast<const char*>(hash) - chunk.data();
-        if (from + p == 0 || (p > 0 ? chunk[p - 1] : text[from - 1]) == '\n') {
-          return from + p;
-        }
-        stop = p;
-      }
-      end = from;
-    }
-    return size;
-  }
-  std::string line(std::size_t start) const {
-    return std::string(text + start, line_end(start) - start);
-  }
-  // The time of the data line at start (its first cell), false for a header or a line whose first
-  // cell is not a number.
-  bool time_of(std::size_t start, std::int64_t& time) const {
-    if (start >= size || text[start] == '#') {
-      return false;
-    }
-    std::string row(text + start, std::min<std::size_t>(line_end(start) - start, 64));
-    char* p = skip_delimiters(row.data());
-    if (*p < '0' || *p > '9') {
-      return false;
-    }
-    time = static_cast<std::int64_t>(read_count(p));
-    return true;
-  }
-
-  const char* text;
-  std::size_t size;
-};
-
-constexpr std::size_t SAMPLES = 64;
-
-// Bisection for the first data line at or after time: every data line before the returned offset
-// is earlier, none from there on is, if the file is in time order. A probe that contradicts an
-// earlier one (probes holds them all) shows a file that is not: then false.
-bool first_at_or_after(const MappedText& map, std::int64_t time,
-                       std::vector<std::pair<std::size_t, std::int64_t>>& probes,
-                       std::size_t& offset) {
-  std::size_t lo = 0, hi = map.size;
-  while (hi - lo > LineBuffer::BLOCK_SIZE) {
-    std::size_t start = map.line_at_or_after(lo + (hi - lo) / 2);
-    std::int64_t t;
-    while (start < hi && !map.time_of(start, t)) {
-      start = map.line_end(start);
-    }
-    if (start >= hi) {
-      hi = lo + (hi - lo) / 2;
+// Reads n bytes at offset into to; false when the file has fewer or the read fails.
+bool read_at(int fd, char* to, std::size_t n, std::size_t offset) {
+  while (n > 0) {
+    const ssize_t got = pread(fd, to, n, static_cast<off_t>(offset));
+    if (got < 0 && errno == EINTR) {
       continue;
     }
-    for (const auto& [at, seen] : probes) {
-      if ((at < start && seen > t) || (at > start && seen < t)) {
-        return false;
-      }
+    if (got <= 0) {
+      return false;
     }
-    probes.emplace_back(start, t);
-    if (t < time) {
-      lo = map.line_end(start);
-    } else {
-      hi = start;
-    }
+    to += got;
+    n -= static_cast<std::size_t>(got);
+    offset += static_cast<std::size_t>(got);
   }
-  // The rest is read line by line: from the block's start when looking for the first row, to its
-  // end when looking for the first row past the window.
-  offset = map.line_at_or_after(lo);
   return true;
 }
+
+// The lines of a plain file from its top, read in large blocks with pread (not through a
+// mapping: touching every page of a mapping costs a fault each, several times what copying the
+// same bytes does).
+class LineScan {
+ public:
+  static constexpr std::size_t HEAD = 64;  // the bytes of a line kept for its first cell
+
+  LineScan(int fd, std::size_t size) : fd(fd), size(size), block(std::size_t{1} << 20) {}
+
+  // Moves to the next line: false at the end of the file or when a read fails.
+  bool next() {
+    start = end;
+    if (start >= size) {
+      return false;
+    }
+    if (start + std::min(HEAD, size - start) > base + filled && !fill(start)) {
+      return false;
+    }
+    const char* p = block.data() + (start - base);
+    const std::size_t held = base + filled - start;
+    head_size = std::min(held, HEAD);
+    std::memcpy(head, p, head_size);
+    if (const void* newline = std::memchr(p, '\n', held)) {
+      length = static_cast<std::size_t>(static_cast<const char*>(newline) - p);
+      end = start + length + 1;
+      return true;
+    }
+    // The line goes on past the block: to the next "\n", the end of the file, or past the
+    // longest line the reader takes.
+    for (std::size_t at = base + filled;;) {
+      if (at >= size || at - start > LineBuffer::LINE_LIMIT) {
+        length = at - start;
+        end = at;
+        return true;
+      }
+      if (!fill(at)) {
+        return false;
+      }
+      if (const void* newline = std::memchr(block.data(), '\n', filled)) {
+        end = at + static_cast<std::size_t>(static_cast<const char*>(newline) - block.data()) + 1;
+        length = end - 1 - start;
+        return true;
+      }
+      at += filled;
+    }
+  }
+
+  // The whole line, "\n" left out.
+  bool text(std::string& line) const {
+    line.resize(length);
+    return read_at(fd, line.data(), length, start);
+  }
+
+  std::size_t start = 0;   // of the line
+  std::size_t length = 0;  // its bytes, "\n" left out
+  std::size_t end = 0;     // of the line, "\n" included
+  char head[HEAD + 1];     // the first bytes of the line
+  std::size_t head_size = 0;
+
+ private:
+  bool fill(std::size_t at) {
+    base = at;
+    filled = std::min(block.size(), size - at);
+    return read_at(fd, block.data(), filled, at);
+  }
+
+  int fd;
+  std::size_t size;
+  std::vector<char> block;
+  std::size_t base = 0;    // offset of block[0] in the file
+  std::size_t filled = 0;  // bytes of the file in block
+};
+
+// Whether the rows under a layout have their time as their first cell.
+bool time_first(const Context& layout) {
+  return layout.time_index() == 0;
+}
+
+bool time_first(const std::string& header) {
+  const std::shared_ptr<const Context> layout = preview_layout(header.c_str());
+  return !layout->fields.empty()
+         && *layout->fields[0].name == (layout->version == LV_TRELK_3 ? "timestamp" : "time");
+}
+
+struct HeaderAt {
+  std::string text;
+  std::uint64_t number;
+};
 
 }  // namespace
 
@@ -139,58 +139,91 @@ void LogFile::read_window(std::int64_t since, std::int64_t until) {
       || position() != static_cast<off_t>(lines->recent().size())) {
     return;  // read on from where it is, passing over the early rows one by one
   }
-  const MappedText map(fileno(file), static_cast<std::size_t>(status.st_size));
-  if (!map.mapped()) {
+  window_until = until;
+  window_pending = true;  // looked for when the file is first read
+}
+
+void LogFile::find_window() {
+  window_pending = false;
+  struct stat status;
+  if (fstat(fileno(file), &status) != 0) {
     return;
   }
-  // Rows at evenly spaced offsets, which a file not in time order is likely to show; the
-  // bisections add theirs.
-  std::vector<std::pair<std::size_t, std::int64_t>> probes;
-  for (std::size_t i = 0; i <= SAMPLES; ++i) {
-    std::size_t start = map.line_at_or_after(map.size / SAMPLES * i);
-    std::int64_t t;
-    while (start < map.size && !map.time_of(start, t)) {
-      start = map.line_end(start);
+  const auto size = static_cast<std::size_t>(status.st_size);
+  bool by_first_cell = previous ? time_first(*previous->get_context()) : true;  // "#time,sdrops"
+  std::vector<HeaderAt> headers;  // before the first row of the window
+  std::size_t header_bytes = 0;
+  std::size_t first = size;  // the start of the first row of the window
+  std::uint64_t first_number = 0;
+  std::size_t last = 0;  // the end of the last line that must be read
+  std::uint64_t number = 0;
+  std::string line;
+  LineScan scan(fileno(file), size);
+  while (scan.next()) {
+    ++number;
+    if (scan.length > LineBuffer::LINE_LIMIT) {
+      return;  // the reader reports it
     }
-    if (start < map.size && (probes.empty() || probes.back().first < start)) {
-      if (!probes.empty() && probes.back().second > t) {
+    if (scan.head_size > 0 && scan.head[0] == '#') {
+      if (!scan.text(line)) {
         return;
       }
-      probes.emplace_back(start, t);
-    }
-  }
-  std::size_t from = 0, to = map.size;
-  if ((since != INT64_MIN && !first_at_or_after(map, since, probes, from))
-      || (until != INT64_MAX && !first_at_or_after(map, until, probes, to))) {
-    return;
-  }
-  if (to < map.size) {
-    // No row of the window lies past the block holding the first row after it.
-    end_offset =
-        static_cast<off_t>(std::min(map.size, map.line_at_or_after(to + LineBuffer::BLOCK_SIZE)));
-  }
-  if (from == 0) {
-    return;
-  }
-  // The lines from there on take the layout of the last header before it, as if read in order.
-  // The search went by first cells: a file whose time is not its first column (at the top or
-  // there) is read from its top instead.
-  std::shared_ptr<Context> layout;
-  for (const std::size_t header : {std::size_t{0}, map.header_before(fileno(file), from)}) {
-    if (header < map.size && map.text[header] == '#') {
-      std::string text = map.line(header);
-      layout = std::make_shared<Context>(text.data());
-      if (layout->time_index() != 0) {
-        return;
+      by_first_cell = time_first(line);
+      if (first == size) {
+        header_bytes += line.size();
+        if (header_bytes > LineBuffer::LINE_LIMIT) {
+          return;  // hardly a statistics file: not worth holding
+        }
+        headers.push_back({line, number});
+      } else {
+        last = scan.end;
       }
+      continue;
+    }
+    // The first cell as the reader reads it: from the line's first bytes, up to a NUL.
+    scan.head[scan.head_size] = '\0';
+    char* p = skip_delimiters(scan.head);
+    const bool cut = scan.head_size < scan.length;
+    if (!by_first_cell || *p == '\0') {
+      return;  // a time the first cell does not give, or a line that ends the input
+    }
+    const auto time = static_cast<std::int64_t>(read_count(p));
+    if (cut && p == scan.head + scan.head_size) {
+      return;  // the cell goes on past the bytes looked at
+    }
+    if (skip_before <= time && time < window_until) {
+      if (first == size) {
+        first = scan.start;
+        first_number = number - 1;
+      }
+      last = scan.end;
     }
   }
-  if (layout) {
-    previous = std::make_shared<Record>(layout, nullptr);
+  if (scan.end < size) {
+    return;  // a read failed: the reader reports it
   }
-  lseek(fileno(file), static_cast<off_t>(from), SEEK_SET);
-  const std::size_t recent = std::min(from, LineBuffer::RECENT_SIZE);
-  lines->restart(std::string_view(map.text + from - recent, recent));
+  if (first == size) {
+    first_number = number;
+    last = size;
+  }
+  // The header lines before the window reach the check and make their layouts, in order, as if
+  // read; the last of them is the layout of the rows that follow.
+  for (HeaderAt& h : headers) {
+    if (line_check) {
+      line_check(h.text.c_str(), h.text.size(), h.number);
+    }
+    header = std::make_shared<Context>(h.text.data());
+  }
+  // The reader starts afresh at the window's first row: what it read of the file's top is
+  // dropped, and its line numbers go on from the lines passed over.
+  lseek(fileno(file), static_cast<off_t>(first), SEEK_SET);
+  const std::size_t recent = std::min(first, LineBuffer::RECENT_SIZE);
+  line.resize(recent);
+  if (recent > 0 && !read_at(fileno(file), line.data(), recent, first - recent)) {
+    line.clear();
+  }
+  lines->restart(line, first_number);
+  end_offset = static_cast<off_t>(last);
 }
 
 }  // namespace perflib

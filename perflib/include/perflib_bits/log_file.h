@@ -78,10 +78,14 @@ class PERFLIB_EXPORT LogFile {
   void set_line_check(LineCheck check);
   // Reads the rows with since <= time < until: passes over the data lines before since (by
   // their first cell) without making records of them. A plain file opened by path and not
-  // followed, of which nothing was read yet, is first moved to its first row at or after since,
-  // and stops shortly after its first row at or after until, both found by bisection on its byte
-  // offsets; a file whose rows turn out not to be in time order is read from its top to its end
-  // instead. Rows at or after until that are read are returned as any other.
+  // followed, of which nothing was read yet, is read only from its first row of the window to
+  // its last (and its last header line), in whatever order its rows are: when it is first read,
+  // one pass over the file finds them by the lines' first cells. The header lines before that
+  // reach the line check (with their numbers in the file) and make their layouts then, as if
+  // read; line numbers stay those of the file. Where a line's effect cannot be told from its
+  // first cell (a line that gives no values, a line over 16 MiB, rows in a layout whose time is
+  // not the first column) the file is read from its top instead. Rows outside the window that
+  // are read are returned as any other.
   void read_window(std::int64_t since, std::int64_t until);
   virtual void init(FILE* stream, bool tail, const std::string& name);
   virtual void close();
@@ -102,14 +106,17 @@ class PERFLIB_EXPORT LogFile {
   void start_over();
   bool follow(bool wait);
   void take(InputStream& input);
+  void find_window();
   std::unique_ptr<LineBuffer> lines;
   std::unique_ptr<FileFollower> follower;    // in tail mode
   std::unique_ptr<DecodingThread> decoding;  // for a compressed file: decompresses it
   bool own_descriptor = false;  // a plain file opened here: read with read(2), in large blocks
   bool ended = false;           // the end of the file was read (not in tail mode)
   bool failed = false;          // a read failed
-  std::int64_t skip_before = INT64_MIN;  // data lines earlier than this are passed over
-  off_t end_offset = -1;                 // where reading stops, if not at the end of the file
+  std::int64_t skip_before = INT64_MIN;   // data lines earlier than this are passed over
+  off_t end_offset = -1;                  // where reading stops, if not at the end of the file
+  std::int64_t window_until = INT64_MAX;  // of the window read_window looks for
+  bool window_pending = false;            // read_window's search is to be made at the first read
   LineCheck line_check;
   std::size_t line_size = 0;        // of the line read_line returned last
   bool blocked = false;             // read_next_ready found no complete line
