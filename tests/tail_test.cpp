@@ -127,19 +127,21 @@ TEST_F(TailTest, SigtermEndsTheOutputAfterAWholeLine) {
 
 // --max-lag 60, stderr merged into the output. Each case writes both inputs, reads the first
 // output, then appends to b and after that to a, and reads the rest: a bucket leaves once a row
-// read is more than 60 s past its end, without the inputs that hold it back; their rows for
-// buckets already printed are dropped, never printed as a second line.
+// read is more than 60 s past its end (and confirmed by the next row of its input or by another
+// input), without the inputs that hold it back; their rows for buckets already printed are
+// dropped, never printed as a second line.
 TEST_F(TailTest, MaxLagMergesWithoutTheInputsThatLag) {
   const std::string lag = "vexil: b.csv: no row past 00:05:00Z; merging without it\n";
   struct Case {
     const char *name, *a, *b, *first, *later_b, *later_a, *rest;
   } cases[] = {
-      {"silent", "0,1\n300,1\n420,1\n700,1\n", "0,10\n", "300,11\n600,2\n", "", "", ""},
-      {"slow", "0,1\n300,1\n420,1\n700,1\n", "0,10\n", "300,11\n600,2\n", "310,5\n610,7\n",
-       "1000,1\n",
+      {"silent", "0,1\n300,1\n420,1\n700,1\n710,0\n", "0,10\n", "300,11\n600,2\n", "", "", ""},
+      {"slow", "0,1\n300,1\n420,1\n700,1\n710,0\n", "0,10\n", "300,11\n600,2\n", "310,5\n610,7\n",
+       "1000,1\n1010,0\n",
        "vexil: b.csv: caught up; 1 row for buckets already printed was dropped\n"
        "vexil: b.csv: no row past 00:15:00Z; merging without it\n900,8\n"},
-      {"never starts", "0,1\n300,1\n420,1\n", "", "300,1\n", "0,3\n400,4\n", "900,1\n",
+      {"never starts", "0,1\n300,1\n420,1\n430,0\n", "", "300,1\n", "0,3\n400,4\n",
+       "900,1\n910,0\n",
        "vexil: b.csv: caught up; 1 row for buckets already printed was dropped\n"
        "vexil: b.csv: no row past 00:10:00Z; merging without it\n600,6\n"},
   };
@@ -155,6 +157,25 @@ TEST_F(TailTest, MaxLagMergesWithoutTheInputsThatLag) {
     append(a, c.later_a);
     EXPECT_EQ(run.read(first.size() + std::strlen(c.rest), 5s), first + c.rest);
   }
+}
+
+// Rows written to each input in turn, one of them a stray row from the future: the lag limit
+// leaves no input out for it, and no row is dropped.
+TEST_F(TailTest, MaxLagIsNotMovedByAStrayRow) {
+  dir.write("a.csv", H + "0,1\n");
+  const std::string b = dir.write("b.csv", H + "0,10\n");
+  Spawned run("/bin/sh", {"-c", "cd \"$0\" && exec \"$@\" 2>&1", dir.path(), VEXIL_BINARY, "-t",
+                          "-T", "60", "--max-lag", "60", "-f", "a.csv", "-f", "b.csv"});
+  for (const char* t : {"60", "4102444800", "120", "180", "240"}) {
+    std::this_thread::sleep_for(50ms);  // each row is read on its own, most of the time
+    append(a, std::string(t) + ",1\n");
+    if (t[0] != '4') {
+      std::this_thread::sleep_for(50ms);
+      append(b, std::string(t) + ",10\n");
+    }
+  }
+  const std::string out = H + "60,11\n120,11\n180,11\n240,11\n";
+  EXPECT_EQ(run.read(out.size() + 1, 2s), out);
 }
 
 // All inputs silent: nothing is printed past what the data times allow, however long the run
@@ -176,8 +197,8 @@ TEST_F(TailTest, AllSilentAndTheServiceManagerIsTold) {
   const std::string out = H + "300,11\n600,2\n";
   ASSERT_EQ(run.read(out.size(), 5s), out);
   const std::string told =
-      "READY=1|STATUS=2 inputs, no bucket printed yet, 0 lagging|STATUS=2 inputs, last bucket "
-      "ended 00:05:00Z, 0 lagging|STATUS=2 inputs, last bucket ended 00:10:00Z, 0 lagging|";
+      "READY=1|STATUS=2 inputs, last bucket ended 00:05:00Z, 0 lagging|STATUS=2 inputs, last "
+      "bucket ended 00:10:00Z, 0 lagging|";
   std::string heard;  // all but the pings, which may come between (a wait between two passes)
   int pings = 0;
   for (int i = 0; (pings < 3 || heard.size() < told.size()) && i < 1000; ++i) {
