@@ -89,6 +89,10 @@ perflib::RecordPtr VexilFile::next_record(bool ready) {
         skipping = took_any;
       }
       r = history_file->read_next();
+      if (!r && !history_file->at_end()) {
+        history.clear();  // a row that gives no values ends the input, as in one file
+        return r;
+      }
       if (!r) {
         history_file.reset();
         if (history.empty()) {  // on to this file itself
@@ -121,6 +125,10 @@ perflib::RecordPtr VexilFile::next_record(bool ready) {
     took_any = true;
     return r;
   }
+}
+
+std::int64_t VexilFile::get_prev_time() {
+  return history_file ? history_file->get_prev_time() : perflib::LogFile::get_prev_time();
 }
 
 void VexilFile::note_skipped() {

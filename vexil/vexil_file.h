@@ -50,6 +50,8 @@ class VexilFile : public perflib::LogFile {
   // first time it lags, stderr says so.
   void fall_behind(std::int64_t end);
   const std::string& path() const { return name; }
+  // Of the row returned last, also while the rotated history is read.
+  std::int64_t get_prev_time() override;
 
   perflib::RecordPtr pending;
   std::shared_ptr<Bucket> current;

@@ -3,8 +3,9 @@
 // pass every bucket that all inputs have passed is printed.
 //
 // In tail mode the readers do not wait inside the file reader: each input is read as far as it
-// has complete lines, in sweeps that take every input up to one bucket past the earliest of those
-// still reading (so that inputs read from their start move on together in time), and a bucket is
+// has complete lines, in sweeps that take every input past the end of the bucket that the earliest
+// of those still reading is in (so that inputs read from their start move on together in time,
+// and no header is read much before a pass-by-pass merge would read it), and a bucket is
 // printed as soon as every input has passed it. Only when no input had a line does the run wait,
 // for any input to change and at most half a second (or half the watchdog interval). A bucket's
 // stretches are combined in the order the pass-by-pass merge would hand them in (see Bucket), so
@@ -172,7 +173,9 @@ class VexilRun {
     }
   }
 
-  // One bucket past the earliest time of the inputs that are not waiting for their files.
+  // The end of the bucket that holds the earliest time of the inputs not waiting for their files:
+  // in a sweep no input reads further past it than into the next bucket, as a pass-by-pass
+  // merge would not (a header line read makes its layout known to the built-in tables).
   std::int64_t sweep_horizon() const {
     std::int64_t earliest = INT64_MAX;
     for (const Files* inputs : {&files, &supplemental_files}) {
@@ -182,7 +185,8 @@ class VexilRun {
         }
       }
     }
-    return earliest > INT64_MAX - args.bucket_size ? INT64_MAX : earliest + args.bucket_size;
+    const std::int64_t start = bucket_start(earliest, args.bucket_size);
+    return start > INT64_MAX - args.bucket_size ? INT64_MAX : start + args.bucket_size;
   }
 
   // Reads each input as far as it has complete lines, and no further than horizon once it has

@@ -64,6 +64,9 @@ class PERFLIB_EXPORT LogFile {
   // which it otherwise equals, errors included.
   RecordPtr read_next_ready();
   bool would_block() const { return blocked; }
+  // Not in tail mode: whether the end of the file was read (read_next's empty record was not a
+  // data line that gives no values).
+  bool at_end() const { return ended; }
   // Returns when any of files (those in tail mode) may have changed, after timeout_ms at the
   // latest: with the files watched, at most half a second; where one cannot be watched, at most
   // 200 ms.
