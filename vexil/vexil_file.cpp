@@ -119,9 +119,8 @@ perflib::RecordPtr VexilFile::next_record(bool ready) {
 
 void VexilFile::note_skipped() {
   if (skipped > 0) {
-    std::fprintf(stderr, "vexil: %s: %llu %s repeated across rotated files skipped\n",
-                 name.c_str(), static_cast<unsigned long long>(skipped),
-                 skipped == 1 ? "row" : "rows");
+    std::fprintf(stderr, "vexil: %s: %llu %s repeated across rotated files skipped\n", name.c_str(),
+                 static_cast<unsigned long long>(skipped), skipped == 1 ? "row" : "rows");
     skipped = 0;
   }
 }
