@@ -133,8 +133,8 @@ std::int64_t VexilFile::get_prev_time() {
 
 void VexilFile::note_skipped() {
   if (skipped > 0) {
-    std::fprintf(stderr, "vexil: %s: %llu rows repeated across rotated files skipped\n",
-                 name.c_str(), static_cast<unsigned long long>(skipped));
+    std::fprintf(stderr, "vexil: %s: %llu %s repeated across rotated files skipped\n", name.c_str(),
+                 static_cast<unsigned long long>(skipped), skipped == 1 ? "row" : "rows");
     skipped = 0;
   }
 }

@@ -123,15 +123,18 @@ class VexilRun {
   void merge() {
     if (args.tail) {
       follow_files();
-      return;
+    } else {
+      while (!files.empty() || !supplemental_files.empty()) {
+        read_one_each(files);
+        read_one_each(supplemental_files);
+        bucket_map.flush_ready(files, supplemental_files, args.tail);
+        check_output(stdout, false);  // a failed write ends the run, not only at its end
+        stop_signals::stop_if_asked();
+        notify.status(files.size() + supplemental_files.size(), bucket_map.printed_until, 0);
+      }
     }
-    while (!files.empty() || !supplemental_files.empty()) {
-      read_one_each(files);
-      read_one_each(supplemental_files);
-      bucket_map.flush_ready(files, supplemental_files, args.tail);
-      check_output(stdout, false);  // a failed write ends the run, not only at its end
-      stop_signals::stop_if_asked();
-      notify.status(files.size() + supplemental_files.size(), bucket_map.printed_until, 0);
+    if (writer) {  // every bucket is printed: a pattern that chose nothing is an error
+      writer->check_patterns();
     }
   }
 
