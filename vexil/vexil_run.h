@@ -180,14 +180,15 @@ class VexilRun {
   // in a sweep no input reads further past it than into the next bucket, as a pass-by-pass
   // merge would not (a header line read makes its layout known to the built-in tables).
   std::int64_t sweep_horizon() const {
-    std::int64_t earliest = INT64_MAX;
+    // Those that waited last time count only when all did (one of them has more now).
+    std::int64_t earliest = INT64_MAX, earliest_waiting = INT64_MAX;
     for (const Files* inputs : {&files, &supplemental_files}) {
       for (const std::unique_ptr<VexilFile>& f : *inputs) {
-        if (!f->would_block()) {
-          earliest = std::min(earliest, f->get_prev_time());
-        }
+        std::int64_t& e = f->would_block() ? earliest_waiting : earliest;
+        e = std::min(e, f->get_prev_time());
       }
     }
+    earliest = earliest == INT64_MAX ? earliest_waiting : earliest;
     const std::int64_t start = bucket_start(earliest, args.bucket_size);
     return start > INT64_MAX - args.bucket_size ? INT64_MAX : start + args.bucket_size;
   }
