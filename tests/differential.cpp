@@ -515,7 +515,8 @@ std::vector<std::string> check(const Scenario& s, Choices& c, const std::string&
 
   const char* const compressors[][2] = {
       {"gzip", "gzip -c"}, {"zstd", "zstd -qc"}, {"xz", "xz -c -0"}, {"zstd-frames", "split"}};
-  for (const auto& [name, command] : compressors) {
+  for (const auto& compressor : compressors) {
+    const std::string name = compressor[0], command = compressor[1];
     const std::string sub = dir + "/" + name;
     write_files(s, sub, [&](const File& f, const std::string& path) {
       const std::string text = path + ".txt";
