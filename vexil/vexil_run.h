@@ -243,7 +243,7 @@ class VexilRun {
   // (one fewer than the processors, four at most) while this one merges. Each input then holds
   // at most four batches of rows: about 1,000 rows over all inputs in a batch each, 16 to 64.
   void read_ahead() {
-    const unsigned helpers = std::min(available_cpus(), 5u) - 1;
+    const unsigned helpers = read_ahead_helpers();
     const std::size_t inputs = files.size() + supplemental_files.size();
     if (helpers == 0 || inputs == 0) {
       return;

@@ -3,8 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -12,6 +15,9 @@
 
 namespace perflib {
 namespace {
+
+// While set, every allocation of at least this many bytes fails (see operator new below).
+std::atomic<std::size_t> fail_from{0};
 
 // What a reader is handed, record by record: the layout (version, names and kinds) and every
 // byte of the values; then how the input ended.
@@ -80,11 +86,17 @@ std::vector<Input> inputs() {
   for (int i = 0; i < 150; ++i) {
     rows += std::to_string(1000 + i) + "," + std::to_string(i * 7) + "," + std::to_string(i) + "\n";
   }
+  std::string wide = "#time";  // a header line longer than a batch's text
+  for (int i = 0; i < 12000; ++i) {
+    wide += ",u" + std::to_string(i);
+  }
   return {
       {"layouts changing within and across batches",
        "#time,a,b\n" + rows.substr(0, 200) + "#time,a,b,c\n1,2,3,4\n#time\n#timestamp,x\n5,6\n"
            + rows},
       {"rows before any header", "5,6\n7,8\n#time,x\n9,1\n"},
+      {"header lines in a row, past a batch's text and at the end",
+       "#time,a\n1,2\n#time,b\n#time,a,b\n3,4,5\n" + wide + "\n6,7,8\n9\n#time,c\n#time,d\n"},
       {"cells missing, empty and past the layout", "#time,a,b\n1\n2,3,4,5,6\n,,3,,4\n\n7,x1,-2\n"},
       {"more cells than the layout after it gained a column",
        "#time,a\n1,1\n2,2\n3,3\n4,4\n5,5\n6,6,66\n7,7,77,777\n"},
@@ -181,5 +193,45 @@ TEST(ParseAheadTest, ReadsSeveralInputsInTurn) {
   }
 }
 
+// Memory running out while a file is read ahead ends its input with an error that names it,
+// after the rows before, whichever thread was reading it.
+TEST(ParseAheadTest, RunningOutOfMemoryEndsTheInput) {
+  test_support::TempDir dir;
+  const std::string path =
+      dir.write("in.csv", "#time,a\n1,2\n3," + std::string(std::size_t{4} << 20, '7') + "\n5,6\n");
+  LogFile plain(path, false);
+  const std::string expected =
+      shown(*plain.read_next()) + "error: " + path + ": out of memory while reading ahead\n";
+  for (unsigned rows : {1u, 64u}) {
+    ParseAhead ahead(1);
+    LogFile file(path, false);
+    std::unique_ptr<ParseAhead::Input> in = ahead.read(file, rows);
+    fail_from = std::size_t{1} << 20;  // the line needs more
+    const std::string got = trace([&] { return in->read_next(); }, no_change);
+    fail_from = 0;
+    EXPECT_EQ(got, expected) << rows << " rows a batch";
+  }
+}
+
 }  // namespace
 }  // namespace perflib
+
+void* operator new(std::size_t size) {
+  const std::size_t limit = perflib::fail_from.load(std::memory_order_relaxed);
+  if (limit != 0 && size >= limit) {
+    throw std::bad_alloc();
+  }
+  if (void* p = std::malloc(size == 0 ? 1 : size)) {
+    return p;
+  }
+  throw std::bad_alloc();
+}
+
+// Not inlined: the compiler would take the free of a pointer from new for a mismatch.
+[[gnu::noinline]] void operator delete(void* p) noexcept {
+  std::free(p);
+}
+
+[[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept {
+  std::free(p);
+}
