@@ -68,6 +68,27 @@ TEST_F(TailTest, FileRewrittenWhileTheReaderWaitedElsewhereIsReadFromItsTop) {
   EXPECT_EQ(run.read(41, 5s), H + "60,11\n120,2\n180,1\n1140,2222\n");
 }
 
+// Copied aside, truncated and written past its old size while its reader may still hold rows of
+// the old text, then the other input passes the buckets: every bucket both passed is printed
+// once, with the old rows and the new ones, whatever the order the inputs are read in.
+TEST_F(TailTest, FileRewrittenPastItsOldSizeLosesNoBucket) {
+  dir.write("a.csv", H + "1000,1\n1010,1\n1020,1\n1025,1\n");
+  const std::string b = dir.write("b.csv", H + "1000,1\n1020,1\n1030,1\n");
+  Spawned run(VEXIL_BINARY, {"-t", "-T", "60", "-f", a, "-f", b});
+  ASSERT_EQ(run.read(20, 5s), H + "1020,3\n");  // a's old text has been read
+  ASSERT_EQ(truncate(a.c_str(), 0), 0);
+  append(a, "1030,1\n1040,1\n1050,1\n1060,1\n1070,1\n1080,1\n");
+  std::string rows;
+  for (int t = 1040; t <= 1190; t += 10) {
+    rows += std::to_string(t) + ",1\n";
+  }
+  append(b, rows);
+  append(a, "1190,1\n");
+  append(a, "1191,1\n1192,1\n1193,1\n1194,1\n1195,1\n");  // under lock-step reading, b catches up
+  const std::string all = H + "1020,3\n1080,13\n1140,7\n";
+  EXPECT_EQ(run.read(all.size(), 5s), all);
+}
+
 // Truncated under a writer that does not append (copytruncate): its next write lands at its old
 // offset, after a hole of NULs longer than a line may be. The hole is passed over, not read as a
 // line: no row is lost, none invented, and the run goes on.
