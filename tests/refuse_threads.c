@@ -6,6 +6,7 @@
 #include <errno.h>
 #include <pthread.h>
 #include <stdlib.h>
+#include <string.h>
 
 typedef int create_function(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
 
@@ -16,6 +17,8 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
   if (__atomic_fetch_add(&created, 1, __ATOMIC_RELAXED) >= (after ? atol(after) : 0)) {
     return EAGAIN;
   }
-  create_function* next = (create_function*)dlsym(RTLD_NEXT, "pthread_create");
+  void* symbol = dlsym(RTLD_NEXT, "pthread_create");
+  create_function* next;
+  memcpy(&next, &symbol, sizeof next);  // ISO C has no cast from an object to a function pointer
   return next(thread, attributes, start, argument);
 }

@@ -16,6 +16,19 @@
 
 namespace perflib {
 
+namespace {
+
+// Moves a descriptor read here (own) to the next data at or after its offset, past a hole the file
+// system knows of; where there is no data yet, or the system cannot tell, the offset stays.
+void skip_hole(int fd, bool own) {
+  const off_t at = own ? lseek(fd, 0, SEEK_CUR) : -1;
+  if (at >= 0) {
+    lseek(fd, at, SEEK_DATA);  // fails, leaving the offset, where the system cannot tell
+  }
+}
+
+}  // namespace
+
 LogFile::LogFile(const std::string& path, bool tail) {
   InputStream input = open_input_stream(path);
   // A compressed file does not grow: even in tail mode it ends where its text ends.
@@ -110,7 +123,9 @@ ssize_t LogFile::read_block() {
     if (n > 0 && in_hole) {
       const auto* text = std::find_if(to, to + n, [](char c) { return c != '\0'; });
       if (text == to + n) {
-        skip_hole();  // all NULs: on to where the file holds data, if the system can tell
+        skip_hole(
+            fileno(file),
+            own_descriptor);  // all NULs: on to where the file holds data, if the system can tell
         continue;
       }
       in_hole = false;
@@ -137,15 +152,7 @@ void LogFile::start_over() {
   lines->clear();  // a line the old text left unfinished will never be finished
   std::rewind(file);
   in_hole = true;
-  skip_hole();
-}
-
-// Moves a file read here to the next data at or after its position, past a hole the file system
-// knows of; where there is no data yet, or the system cannot tell, the position stays.
-void LogFile::skip_hole() {
-  if (own_descriptor) {
-    lseek(fileno(file), position(), SEEK_DATA);
-  }
+  skip_hole(fileno(file), own_descriptor);
 }
 
 // The next line, or nullptr at the end of the input (not in tail mode) and after a failed read.

@@ -100,7 +100,6 @@ class PERFLIB_EXPORT LogFile {
   ssize_t read_block();
   off_t position() const;
   void start_over();
-  void skip_hole();
   bool follow(bool wait);
   void take(InputStream& input);
   std::unique_ptr<LineBuffer> lines;
