@@ -68,6 +68,53 @@ TEST_F(TailTest, FileRewrittenWhileTheReaderWaitedElsewhereIsReadFromItsTop) {
   EXPECT_EQ(run.read(41, 5s), H + "60,11\n120,2\n180,1\n1140,2222\n");
 }
 
+// Copied aside, truncated and written past its old size while its reader may still hold rows of
+// the old text, then the other input passes the buckets: every bucket both passed is printed
+// once, with the old rows and the new ones, whatever the order the inputs are read in.
+TEST_F(TailTest, FileRewrittenPastItsOldSizeLosesNoBucket) {
+  dir.write("a.csv", H + "1000,1\n1010,1\n1020,1\n1025,1\n");
+  const std::string b = dir.write("b.csv", H + "1000,1\n1020,1\n1030,1\n");
+  Spawned run(VEXIL_BINARY, {"-t", "-T", "60", "-f", a, "-f", b});
+  ASSERT_EQ(run.read(20, 5s), H + "1020,3\n");  // a's old text has been read
+  ASSERT_EQ(truncate(a.c_str(), 0), 0);
+  append(a, "1030,1\n1040,1\n1050,1\n1060,1\n1070,1\n1080,1\n");
+  std::string rows;
+  for (int t = 1040; t <= 1190; t += 10) {
+    rows += std::to_string(t) + ",1\n";
+  }
+  append(b, rows);
+  append(a, "1190,1\n");
+  append(a, "1191,1\n1192,1\n1193,1\n1194,1\n1195,1\n");  // under lock-step reading, b catches up
+  const std::string all = H + "1020,3\n1080,13\n1140,7\n";
+  EXPECT_EQ(run.read(all.size(), 5s), all);
+}
+
+// Truncated under a writer that does not append (copytruncate): its next write lands at its old
+// offset, after a hole of NULs longer than a line may be. The hole is passed over, not read as a
+// line: no row is lost, none invented, and the run goes on.
+TEST_F(TailTest, HoleLeftByAWriterThatDoesNotAppendIsPassedOver) {
+  const int fd = open(a.c_str(), O_WRONLY | O_TRUNC);
+  ASSERT_GE(fd, 0);
+  const auto write_all = [fd](const std::string& text) {
+    ASSERT_EQ(write(fd, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  };
+  const std::string row = "0,1" + std::string(1021, ',') + "\n";  // surplus commas are ignored
+  std::string text = H;
+  for (int i = 0; i < 17 * 1024; ++i) {
+    text += row;
+  }
+  write_all(text + "300,2\n");
+  Spawned run(VEXIL_BINARY, {"-t", "-f", a});
+  const std::string first = H + "300,17408\n";
+  ASSERT_EQ(run.read(first.size(), 10s), first);
+  ASSERT_EQ(truncate(a.c_str(), 0), 0);
+  write_all("600,4\n");
+  std::this_thread::sleep_for(50ms);
+  write_all("900,8\n");
+  EXPECT_EQ(run.read(first.size() + 12, 10s), first + "600,2\n900,4\n");
+  close(fd);
+}
+
 // A new file that cannot be opened ends the run as at start-up, after the buckets held.
 TEST_F(TailTest, UnopenableNewFileEndsTheRun) {
   const std::string locked = dir.write("locked.csv", H + "600,1\n");

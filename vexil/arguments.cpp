@@ -50,7 +50,7 @@ const option long_options[] = {
 const char long_help[] =
     "long options:\n"
     "   --help show this help and the long options\n"
-    "   --output output-file (instead of standard output; made anew at each start)\n"
+    "   --output output-file (instead of standard output; appended to)\n"
     "   --since time, --until time\n"
     "      merge only the rows with since <= time < until; a time is epoch seconds or\n"
     "      ISO 8601 (2026-11-20T14:00:00Z, '2026-11-20 14:00+01:00', 2026-11-20),\n"

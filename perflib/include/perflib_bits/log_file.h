@@ -111,6 +111,7 @@ class PERFLIB_EXPORT LogFile {
   bool own_descriptor = false;  // a plain file opened here: read with read(2), in large blocks
   bool ended = false;           // the end of the file was read (not in tail mode)
   bool failed = false;          // a read failed
+  bool in_hole = false;         // after a rewind, until a byte that is not NUL was read
   std::int64_t skip_before = INT64_MIN;  // data lines earlier than this are passed over
   off_t end_offset = -1;                 // where reading stops, if not at the end of the file
   LineCheck line_check;
