@@ -511,8 +511,9 @@ std::vector<std::string> check(const Scenario& s, Choices& c, const std::string&
   // per-processor columns known to the built-in tables where the merge in turn does.
   compare("read ahead", "plain", args, run(plain, vexil, args, "1"), merged);
 
-  const char* const compressors[][2] = {
-      {"gzip", "gzip -c"}, {"zstd", "zstd -qc"}, {"xz", "xz -c -0"}, {"zstd-frames", "split"}};
+  const char* const compressors[][2] = {{"gzip", "gzip -c"},       {"zstd", "zstd -qc"},
+                                        {"xz", "xz -c -0"},        {"pzstd", "pzstd -q -p 2 -c"},
+                                        {"gzip-padded", "padded"}, {"zstd-frames", "split"}};
   for (const auto& compressor : compressors) {
     const std::string name = compressor[0], command = compressor[1];
     const std::string sub = dir + "/" + name;
@@ -523,7 +524,9 @@ std::vector<std::string> check(const Scenario& s, Choices& c, const std::string&
           std::string(command) == "split"
               // frames of 1,000 bytes each, as a writer that flushes often
               ? "split -b 1000 --filter='zstd -qc' '" + text + "' >'" + path + "'"
-              : std::string(command) + " '" + text + "' >'" + path + "'";
+              : command == "padded"  // zeros after the stream, as tapes leave them
+                    ? "{ gzip -c '" + text + "'; head -c 1000 /dev/zero; } >'" + path + "'"
+                    : command + " '" + text + "' >'" + path + "'";
       if (std::system(cmd.c_str()) != 0) {
         failed.push_back(cmd + " failed");
       }
