@@ -67,20 +67,6 @@ inline std::vector<std::string> reference_tokens(const char* line) {
   return tokens;
 }
 
-// Whether a file begins with a gzip, zstd (or zstd skippable frame) or xz signature: it is read
-// decompressed, and a damaged stream ends the run with a read error.
-inline bool is_compressed(std::string_view content) {
-  using namespace std::string_view_literals;
-  for (std::string_view signature : {"\x1f\x8b"sv, "\x28\xb5\x2f\xfd"sv, "\xfd\x37zXZ\0"sv}) {
-    if (content.substr(0, signature.size()) == signature) {
-      return true;
-    }
-  }
-  // A zstd skippable frame, magic 0x184D2A50 to 0x184D2A5F.
-  return content.size() >= 4 && (content[0] & 0xf0) == 0x50
-         && content.substr(1, 3) == "\x2a\x4d\x18"sv;
-}
-
 inline FILE* null_output() {
   static FILE* out = std::fopen("/dev/null", "w");
   return out;

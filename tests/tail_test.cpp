@@ -54,20 +54,6 @@ TEST_F(TailTest, TruncatedFileIsReadAgainFromItsTopInTheSameLayoutAndWholeLines)
   EXPECT_EQ(run.read(38, 5s), H + "300,1\n600,2\n900,5\n1200,1\n");
 }
 
-// Truncated and written past the old position while the reader waited on another input: the
-// new text is read from the file's top, not from the middle of a line at the old position.
-TEST_F(TailTest, FileRewrittenWhileTheReaderWaitedElsewhereIsReadFromItsTop) {
-  const std::string b = dir.write("b.csv", H + "0,10\n120,1\n");
-  dir.write("a.csv", H + "0,1\n60,2\n");
-  Spawned run(VEXIL_BINARY, {"-t", "-T", "60", "-f", b, "-f", a});
-  ASSERT_EQ(run.read(19, 5s), H + "60,11\n");  // a is read to its end, b waits for a line
-  ASSERT_EQ(truncate(a.c_str(), 0), 0);
-  append(a, H + "1080,2222\n1140,5\n");
-  std::this_thread::sleep_for(50ms);
-  append(b, "1260,30\n1320,40\n1380,50\n");
-  EXPECT_EQ(run.read(41, 5s), H + "60,11\n120,2\n180,1\n1140,2222\n");
-}
-
 // Copied aside, truncated and written past its old size while its reader may still hold rows of
 // the old text, then the other input passes the buckets: every bucket both passed is printed
 // once, with the old rows and the new ones, whatever the order the inputs are read in.

@@ -151,48 +151,6 @@ TEST(ParseAheadTest, HandsOutWhatTheFileReaderWould) {
   }
 }
 
-// Several inputs read in turn, one record each, with helpers racing the reader; one is let go
-// before its end.
-TEST(ParseAheadTest, ReadsSeveralInputsInTurn) {
-  test_support::TempDir dir;
-  std::vector<std::string> paths, expected;
-  for (const Input& input : inputs()) {
-    paths.push_back(dir.write(std::to_string(paths.size()) + ".csv", input.text));
-    LogFile plain(paths.back(), false);
-    expected.push_back(trace([&] { return plain.read_next(); }, no_change));
-  }
-  std::vector<std::string> got(paths.size());
-  {
-    ParseAhead ahead(2);
-    std::vector<std::unique_ptr<LogFile>> files;
-    std::vector<std::unique_ptr<ParseAhead::Input>> ins;
-    for (const std::string& p : paths) {
-      files.push_back(std::make_unique<LogFile>(p, false));
-      ins.push_back(ahead.read(*files.back(), 2));
-    }
-    auto abandoned = std::make_unique<LogFile>(paths[0], false);
-    auto early = ahead.read(*abandoned, 1);
-    EXPECT_NE(early->read_next(), nullptr);
-    early.reset();
-    // One record of every input a turn, the way the merge reads them.
-    std::vector<bool> ended(paths.size());
-    for (bool any = true; any;) {
-      any = false;
-      for (std::size_t k = 0; k < ins.size(); ++k) {
-        if (!ended[k]) {
-          any = true;
-          bool end = false;
-          got[k] += step([&] { return ins[k]->read_next(); }, end);
-          ended[k] = end;
-        }
-      }
-    }
-  }
-  for (std::size_t k = 0; k < paths.size(); ++k) {
-    EXPECT_EQ(got[k], expected[k]) << inputs()[k].what;
-  }
-}
-
 // Memory running out while a file is read ahead ends its input with an error that names it,
 // after the rows before, whichever thread was reading it.
 TEST(ParseAheadTest, RunningOutOfMemoryEndsTheInput) {
