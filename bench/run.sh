@@ -13,6 +13,10 @@
 # VEXIL_BENCH_BUILD to another directory to build there instead. Data is generated once into
 # bench/data/PRESET. VEXIL_BENCH_OTHERS=0 leaves Miller and DuckDB out (they take minutes on the
 # large presets).
+#
+# The default, large with 5 runs, writes about 1.1 GB under bench/data (the logs and their
+# compressed copies, kept for the next run) and takes over 11 minutes when Miller is installed;
+# `bench/run.sh small 1` is a quick look.
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -198,6 +202,9 @@ tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 node_path="$root/bench/node_modules:$(npm root -g 2>/dev/null || true)"
 commands
+if [[ " ${tools[*]} " == *" mlr "* && $preset != small ]]; then
+  echo "Miller takes over a minute a run on this preset (VEXIL_BENCH_OTHERS=0 leaves it out)" >&2
+fi
 
 cat "${files[@]}" >/dev/null  # every run reads from the page cache
 for ((r = 1; r <= runs; r++)); do

@@ -5,15 +5,16 @@
 # lib/libperflib.so with its SONAME link and development link, the public headers under include/,
 # the CMake package under lib/cmake/perflib, lib/pkgconfig/perflib.pc, the gzipped manual pages
 # under share/man/man1, the bash completions under share/bash-completion/completions and the
-# example unit file share/doc/vexil/examples/vexil.service with the system user it runs as,
-# lib/sysusers.d/vexil.conf. Nothing installed
-# records the build tree or the configure-time prefix, so the same build installs correctly into
+# example unit file share/doc/vexil/examples/vexil.service. Nothing installed records the build tree or the configure-time prefix, so the same build installs correctly into
 # any prefix given to `cmake --install --prefix` and into the Debian packages built by CPack.
 #
 # Every file belongs to one of three install components, one Debian package each, split as Debian
 # splits a library and its users: `library` (libperflib7: the shared library and its SONAME link),
 # `development` (libperflib-dev: headers, CMake package, pkg-config file, the unversioned link) and
 # `programs` (vexil: the two programs with their manual pages, completions and example unit).
+# What only a Debian package carries (the system user of the example unit, each package's
+# copyright file and Debian changelog, lintian overrides) is EXCLUDE_FROM_ALL: CPack installs it
+# component by component, a plain `cmake --install` leaves it out.
 include(CMakePackageConfigHelpers)
 
 set(PERFLIB_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/perflib")
@@ -48,13 +49,13 @@ install(FILES ${vexil_man_pages} DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMP
 # bash-completion loads a command's completion from a file named after the command.
 install(FILES "${PROJECT_SOURCE_DIR}/completions/vexil" "${PROJECT_SOURCE_DIR}/completions/vexil-plot"
   DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT programs)
-# An example unit file for running vexil -t as a service, and its system user: systemd-sysusers
-# reads lib/sysusers.d (not the multiarch library directory), where the package's postinst finds
-# it.
+# An example unit file for running vexil -t as a service, and, in the package, its system user:
+# systemd-sysusers reads lib/sysusers.d (not the multiarch library directory), where the
+# package's postinst finds it.
 install(FILES "${PROJECT_SOURCE_DIR}/examples/systemd/vexil.service"
   DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT programs)
 install(FILES "${PROJECT_SOURCE_DIR}/examples/systemd/vexil.sysusers"
-  DESTINATION lib/sysusers.d RENAME vexil.conf COMPONENT programs)
+  DESTINATION lib/sysusers.d RENAME vexil.conf COMPONENT programs EXCLUDE_FROM_ALL)
 
 # find_package(perflib) and perflib::perflib.
 install(EXPORT perflibTargets NAMESPACE perflib:: DESTINATION "${PERFLIB_CMAKE_DIR}"
@@ -106,14 +107,15 @@ while(vexil_deb_packages)
   set(CPACK_DEBIAN_${COMPONENT}_PACKAGE_NAME "${package}")
   install(FILES "${PROJECT_SOURCE_DIR}/cmake/debian/copyright"
     "${PROJECT_BINARY_DIR}/debian/changelog.Debian.gz"
-    DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${package}" COMPONENT ${component})
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${package}" COMPONENT ${component} EXCLUDE_FROM_ALL)
   # The packages are not uploaded to the Debian archive, so there is no bug that their first
   # changelog entry could close.
   file(WRITE "${PROJECT_BINARY_DIR}/debian/overrides/${package}"
     "# Not uploaded to the Debian archive: there is no bug the first upload could close.\n"
     "${package}: initial-upload-closes-no-bugs\n")
   install(FILES "${PROJECT_BINARY_DIR}/debian/overrides/${package}"
-    DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides" COMPONENT ${component})
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides" COMPONENT ${component}
+    EXCLUDE_FROM_ALL)
 endwhile()
 
 set(CPACK_GENERATOR DEB)

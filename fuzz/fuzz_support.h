@@ -67,18 +67,6 @@ inline std::vector<std::string> reference_tokens(const char* line) {
   return tokens;
 }
 
-// Whether a file begins with a gzip, zstd or xz signature: it is read decompressed, and a
-// damaged stream ends the run with a read error.
-inline bool is_compressed(std::string_view content) {
-  using namespace std::string_view_literals;
-  for (std::string_view signature : {"\x1f\x8b"sv, "\x28\xb5\x2f\xfd"sv, "\xfd\x37zXZ\0"sv}) {
-    if (content.substr(0, signature.size()) == signature) {
-      return true;
-    }
-  }
-  return false;
-}
-
 inline FILE* null_output() {
   static FILE* out = std::fopen("/dev/null", "w");
   return out;

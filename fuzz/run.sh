@@ -5,7 +5,8 @@
 # (`./dev fuzz` installs clang first):
 #
 #   fuzz/run.sh [SECONDS [TARGET...]]   SECONDS per target (default 60); TARGET: context, record,
-#                                        merge, decompress (default all, one after another)
+#                                        decompress, differential (default all, one after
+#                                        another)
 #
 # Each target first replays its seed corpus (corpus/TARGET) and past findings (regressions/TARGET),
 # then fuzzes from them. A crash, sanitizer report, hang (10 s on one input), memory blow-up
@@ -17,7 +18,7 @@ root=$(dirname "$here")
 seconds=${1:-60}
 shift || true
 targets=("$@")
-((${#targets[@]})) || targets=(context record merge decompress)
+((${#targets[@]})) || targets=(context record decompress differential)
 [[ "$seconds" =~ ^[1-9][0-9]*$ ]] || { echo "SECONDS must be a positive number" >&2; exit 2; }
 
 build=${VEXIL_FUZZ_BUILD:-$root/build/fuzz}

@@ -27,9 +27,13 @@ for file in bin/vexil "$libdir/libperflib.so.$version" "$libdir/libperflib.so" i
   include/perflib_bits/record.h include/perflib_legacy.h "$libdir/cmake/perflib/perflibConfig.cmake" \
   "$libdir/cmake/perflib/perflibConfigVersion.cmake" "$libdir/pkgconfig/perflib.pc" \
   share/man/man1/vexil.1.gz bin/vexil-plot share/man/man1/vexil-plot.1.gz \
-  share/bash-completion/completions/vexil share/bash-completion/completions/vexil-plot \
-  lib/sysusers.d/vexil.conf; do
+  share/bash-completion/completions/vexil share/bash-completion/completions/vexil-plot; do
   [ -e "$prefix/$file" ] || fail "not installed: $file"
+done
+# What only the Debian packages carry stays out of a prefix.
+for file in lib/sysusers.d share/lintian share/doc/libperflib7 share/doc/libperflib-dev \
+  share/doc/vexil/changelog.Debian.gz share/doc/vexil/copyright; do
+  [ ! -e "$prefix/$file" ] || fail "installed, though only for the Debian packages: $file"
 done
 # Every header the chief header includes is installed beside it.
 for header in $(sed -n 's/^#include "\(.*\)"$/\1/p' "$prefix/include/perflib"); do

@@ -50,7 +50,7 @@ const option long_options[] = {
 const char long_help[] =
     "long options:\n"
     "   --help show this help and the long options\n"
-    "   --output output-file (instead of standard output; made anew at each start)\n"
+    "   --output output-file (instead of standard output; appended to)\n"
     "   --since time, --until time\n"
     "      merge only the rows with since <= time < until; a time is epoch seconds or\n"
     "      ISO 8601 (2026-11-20T14:00:00Z, '2026-11-20 14:00+01:00', 2026-11-20),\n"
@@ -65,7 +65,8 @@ const char long_help[] =
     "      (cells as many as the header's, numbers of the column's kind, time never\n"
     "      going back, no carriage return or byte that is not text): PATH:LINE: reason\n"
     "   --columns patterns (comma-separated, '*' matches any text: 'daq.*,thread_*.cpu_user')\n"
-    "      print the time column, then only the columns the patterns name\n"
+    "      print the time column, then only the columns the patterns name (a pattern\n"
+    "      that names none is an error, once the merge is printed)\n"
     "   --time-format epoch|iso  the time column in epoch seconds (default) or as\n"
     "      ISO 8601 UTC (2026-11-20T14:00:00Z)\n"
     "   --format csv|tsv|jsonl  comma- or tab-separated lines (default csv), or one\n"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bucket.h"
 
+#include <algorithm>
+
 #include "stop_signals.h"
 
 namespace vexil {
@@ -39,11 +41,20 @@ bool Bucket::should_contain(std::int64_t t) {
 }
 
 void Bucket::finish(perflib::RecordPtr r) {
+  finish(std::move(r), UINT64_MAX, SIZE_MAX);
+}
+
+void Bucket::finish(perflib::RecordPtr r, std::uint64_t row, std::size_t input) {
   if (!r) {
     return;
   }
   r->collapse();
-  records.push_back(std::move(r));
+  // Read row by row in turn the stretches come in this order already; read ahead by time, an
+  // input's stretch can come before those of earlier passes.
+  const Order o{row, input};
+  const auto at = std::upper_bound(order.begin(), order.end(), o);
+  records.insert(records.begin() + (at - order.begin()), std::move(r));
+  order.insert(at, o);
 }
 
 std::shared_ptr<Bucket> make_bucket(std::int64_t time, int size, perflib::RecordPtr& last_printed) {

@@ -37,8 +37,8 @@ class BucketMap {
   // Prints and removes, oldest first, every bucket that all inputs have passed. Supplemental
   // inputs are not waited for when ignore_supplemental is set (tail mode).
   virtual void flush_ready(Files& files, Files& supplemental, bool ignore_supplemental);
-  // Then, oldest first, every bucket newest (the latest row time read) lies more than max_lag
-  // past, when each input that holds it back is waiting for its file: those fall behind.
+  // Then, oldest first, every bucket newest (the time the inputs have reached) lies more than
+  // max_lag past, when each input that holds it back is waiting for its file: those fall behind.
   // Returns how many buckets it printed.
   int flush_lagging(Files& files, std::int64_t newest, std::int64_t max_lag);
 

@@ -8,6 +8,12 @@ namespace vexil {
 
 unsigned available_cpus();
 
+// The threads a merge reads its inputs ahead with besides its own: one fewer than the
+// processors, four at most. The environment variable VEXIL_READ_AHEAD decides instead when set:
+// "0" none (the inputs are read in turn), "1" at least one, also on one processor. Throws
+// std::runtime_error for any other value.
+unsigned read_ahead_helpers();
+
 }  // namespace vexil
 
 #endif

@@ -13,8 +13,9 @@ namespace vexil {
 
 void open_output_file(const std::string& path) {
   std::fflush(stdout);  // nothing is written before, but nothing may land in the new file either
-  // Appending, so the file may be rotated by copying and truncating it under a running vexil.
-  const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0640);
+  // Appended to, so a restart loses nothing written before, and so the file may be rotated by
+  // copying and truncating it under a running vexil.
+  const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0640);
   // When standard output was closed, the file already is descriptor 1.
   if (fd < 0 || (fd != STDOUT_FILENO && dup2(fd, STDOUT_FILENO) < 0)) {
     const int reason = errno;

@@ -10,8 +10,8 @@
 
 namespace vexil {
 
-// Opens path for writing, truncated (each run writes its merge anew) or created with mode 0640
-// less the umask, and puts it in place of standard output, so every write and write check on
+// Opens path for appending (what earlier runs wrote stays) or creates it with mode 0640 less the
+// umask, and puts it in place of standard output, so every write and write check on
 // stdout goes to it. Throws std::runtime_error "Unable to open output file: <path>: <reason>".
 void open_output_file(const std::string& path);
 

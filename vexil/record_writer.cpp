@@ -3,7 +3,8 @@
 
 #include <algorithm>
 #include <ctime>
-#include <exception>
+#include <stdexcept>
+#include <string>
 
 namespace vexil {
 
@@ -79,14 +80,19 @@ RecordWriter::RecordWriter(OutputFormat format, TimeFormat time_format,
       patterns(std::move(patterns)),
       matched(this->patterns.size(), false) {}
 
-RecordWriter::~RecordWriter() {
-  if (std::uncaught_exceptions() != 0 || !layout) {
-    return;  // and with no line written (an empty window), no column is known not to exist
+void RecordWriter::check_patterns() const {
+  if (!layout) {
+    return;  // with no line written (an empty window), no column is known not to exist
   }
+  std::string message;
   for (std::size_t k = 0; k < patterns.size(); ++k) {
     if (!matched[k]) {
-      std::fprintf(stderr, "vexil: --columns: no column matches '%s'\n", patterns[k].c_str());
+      message += (message.empty() ? "" : "\n");
+      message += "vexil: --columns: no column matches '" + patterns[k] + "'";
     }
+  }
+  if (!message.empty()) {
+    throw std::runtime_error(message);
   }
 }
 

@@ -29,15 +29,16 @@ enum class TimeFormat { kEpoch, kIso };
 class RecordWriter {
  public:
   RecordWriter(OutputFormat format, TimeFormat time_format, std::vector<std::string> patterns);
-  // Names on stderr each pattern that matched no column of the merge, unless an exception is
-  // on its way out or no line was written.
-  ~RecordWriter();
+  ~RecordWriter() = default;
   RecordWriter(const RecordWriter&) = delete;
   RecordWriter& operator=(const RecordWriter&) = delete;
 
   // Writes record as one line (and a header line before it when the names change), with one
   // fwrite.
   void write(FILE* out, const perflib::Record& record);
+  // At the end of the merge: throws std::runtime_error naming, one line each, the patterns that
+  // matched no column printed, unless no line was written at all.
+  void check_patterns() const;
 
  private:
   void choose_columns(const perflib::Record& record);

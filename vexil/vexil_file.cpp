@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vexil_file.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <iterator>
@@ -37,9 +38,14 @@ perflib::LogFile::LineCheck shared_check(const std::shared_ptr<StrictCheck>& che
 
 VexilFile::~VexilFile() {
   if (current) {
-    current->finish(std::move(pending));
+    if (torn_down) {
+      current->finish(std::move(pending));
+    } else {
+      current->finish(std::move(pending), rows_placed + 1, input);
+    }
   }
   note_skipped();
+  note_late();
 }
 
 void VexilFile::check_strictly(const std::string& path) {
@@ -83,6 +89,10 @@ perflib::RecordPtr VexilFile::next_record(bool ready) {
         skipping = took_any;
       }
       r = history_file->read_next();
+      if (!r && !history_file->at_end()) {
+        history.clear();  // a row that gives no values ends the input, as in one file
+        return r;
+      }
       if (!r) {
         history_file.reset();
         if (history.empty()) {  // on to this file itself
@@ -117,10 +127,14 @@ perflib::RecordPtr VexilFile::next_record(bool ready) {
   }
 }
 
+std::int64_t VexilFile::get_prev_time() {
+  return history_file ? history_file->get_prev_time() : perflib::LogFile::get_prev_time();
+}
+
 void VexilFile::note_skipped() {
   if (skipped > 0) {
-    std::fprintf(stderr, "vexil: %s: %llu rows repeated across rotated files skipped\n",
-                 name.c_str(), static_cast<unsigned long long>(skipped));
+    std::fprintf(stderr, "vexil: %s: %llu %s repeated across rotated files skipped\n", name.c_str(),
+                 static_cast<unsigned long long>(skipped), skipped == 1 ? "row" : "rows");
     skipped = 0;
   }
 }
@@ -156,8 +170,10 @@ VexilFile::Step VexilFile::bucket_next_ready(bool drop_late) {
   if (!r) {
     return would_block() && !ended_by_window ? kWaiting : kEnded;
   }
+  settled_time = std::min(last_row_time, r->get_time());
+  last_row_time = r->get_time();
   if (drop_late && r->get_time() < map.printed_until) {
-    late_rows += lagging ? 1 : 0;
+    ++late_rows;
     return kRead;
   }
   if (lagging) {
@@ -167,13 +183,24 @@ VexilFile::Step VexilFile::bucket_next_ready(bool drop_late) {
     lagging = false;
     late_rows = 0;
   }
+  note_late();
   place(std::move(r));
   return kRead;
 }
 
+// Rows dropped while the input was not lagging (its time went back past what was printed).
+void VexilFile::note_late() {
+  if (late_rows > 0) {
+    std::fprintf(stderr, "vexil: %s: %lld %s for buckets already printed %s dropped\n",
+                 name.c_str(), static_cast<long long>(late_rows), late_rows == 1 ? "row" : "rows",
+                 late_rows == 1 ? "was" : "were");
+    late_rows = 0;
+  }
+}
+
 void VexilFile::fall_behind(std::int64_t end) {
   if (current && current->time < end) {
-    current->finish(std::move(pending));
+    current->finish(std::move(pending), rows_placed + 1, input);
     current.reset();
   }
   if (!lagging) {
@@ -185,12 +212,13 @@ void VexilFile::fall_behind(std::int64_t end) {
 
 void VexilFile::place(perflib::RecordPtr r) {
   const std::int64_t t = r->get_time();
+  ++rows_placed;
   if (!current) {
     current = map[t];
   }
   if (!current->should_contain(t)) {
     // Later or earlier: either way the stretch in the current bucket is over.
-    current->finish(std::move(pending));
+    current->finish(std::move(pending), rows_placed, input);
     current = map[t];
     pending = std::move(r);
     return;

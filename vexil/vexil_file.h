@@ -50,14 +50,24 @@ class VexilFile : public perflib::LogFile {
   // first time it lags, stderr says so.
   void fall_behind(std::int64_t end);
   const std::string& path() const { return name; }
+  // Of the row returned last, also while the rotated history is read.
+  std::int64_t get_prev_time() override;
 
   perflib::RecordPtr pending;
   std::shared_ptr<Bucket> current;
   BucketMap& map;
   // Rows outside it are passed over; in tail mode a row at or after its end ends the input.
   const TimeWindow* window = nullptr;
+  // Its place among all inputs, the supplemental ones after the others: orders the stretches of
+  // one bucket (see Bucket).
+  std::size_t input = 0;
+  // Set when the run is torn down after an error: the stretch left goes in after all others.
+  bool torn_down = false;
   bool lagging = false;
-  std::int64_t late_rows = 0;  // dropped while lagging
+  // The earlier of the times of its last two rows: how far it has surely come, one stray row from
+  // the future left out (for the lag limit).
+  std::int64_t settled_time = INT64_MIN;
+  std::int64_t late_rows = 0;  // for buckets already printed, dropped and not yet reported
 
  private:
   perflib::RecordPtr read_one(bool ready);
@@ -65,6 +75,7 @@ class VexilFile : public perflib::LogFile {
   perflib::RecordPtr next_in_window(bool ready);
   void place(perflib::RecordPtr r);
   void note_skipped();
+  void note_late();
 
   std::deque<std::string> history;
   std::unique_ptr<perflib::LogFile> history_file;
@@ -77,6 +88,8 @@ class VexilFile : public perflib::LogFile {
   std::string live_path;         // for strict_check, once the history is read
   bool ended_by_window = false;  // in tail mode, a row past the window's end came
   std::unique_ptr<perflib::ParseAhead::Input> ahead;  // when read ahead
+  std::uint64_t rows_placed = 0;
+  std::int64_t last_row_time = INT64_MIN;
 };
 
 // HH:MM:SSZ of a time in seconds since the epoch, UTC.

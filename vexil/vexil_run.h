@@ -2,11 +2,14 @@
 // The merge: one reader per input, one record from every live input per pass, and after each
 // pass every bucket that all inputs have passed is printed.
 //
-// In tail mode with a lag limit, or when a service manager's watchdog must be answered, the
-// readers do not wait inside the file reader: a pass reads one record from every input that has
-// one, and only when none had does the run wait, for any input to change and at most half a
-// second (or half the watchdog interval). With a lag limit an input without a record is skipped;
-// without one the pass waits for it as the plain merge would, so the lines are the same.
+// In tail mode the readers do not wait inside the file reader: each input is read as far as it
+// has complete lines, in sweeps that take every input past the end of the bucket that the earliest
+// of those still reading is in (so that inputs read from their start move on together in time,
+// and no header is read much before a pass-by-pass merge would read it), and a bucket is
+// printed as soon as every input has passed it. Only when no input had a line does the run wait,
+// for any input to change and at most half a second (or half the watchdog interval). A bucket's
+// stretches are combined in the order the pass-by-pass merge would hand them in (see Bucket), so
+// its line is the one the merge of the same files prints.
 #ifndef VEXIL_VEXIL_RUN_H
 #define VEXIL_VEXIL_RUN_H
 
@@ -46,7 +49,14 @@ class VexilRun {
       bucket_map.writer = &*writer;
     }
   }
-  virtual ~VexilRun() = default;
+  virtual ~VexilRun() {
+    // After an error: the stretches still pending go in as the inputs are let go.
+    for (Files* inputs : {&files, &supplemental_files}) {
+      for (const std::unique_ptr<VexilFile>& file : *inputs) {
+        file->torn_down = true;
+      }
+    }
+  }
 
   // Opens the output file, if one is given, then every input in command-line order; the first
   // that cannot be opened stops the run.
@@ -60,6 +70,9 @@ class VexilRun {
     }
     for (const std::string& path : args.supplemental_paths) {
       supplemental_files.push_back(file_factory(path, args.tail, bucket_map));
+    }
+    for (std::size_t i = 0; i < files.size() + supplemental_files.size(); ++i) {
+      (i < files.size() ? files[i] : supplemental_files[i - files.size()])->input = i;
     }
     if (args.strict) {
       for (std::size_t i = 0; i < files.size(); ++i) {
@@ -96,28 +109,60 @@ class VexilRun {
     }
     stop_signals::set_line_buffered(args.tail);
     notify.ready();
-    if (args.tail && (args.max_lag || notify.watchdog())) {
-      follow_files();
-      return;
-    }
-    while (!files.empty() || !supplemental_files.empty()) {
-      read_one_each(files);
-      read_one_each(supplemental_files);
-      bucket_map.flush_ready(files, supplemental_files, args.tail);
-      check_output(stdout, false);  // a failed write ends the run, not only at its end
-      stop_signals::stop_if_asked();
-      notify.status(files.size() + supplemental_files.size(), bucket_map.printed_until, 0);
+    try {
+      merge();
+    } catch (const std::runtime_error&) {
+      if (args.strict) {
+        drop_unfinished();
+      }
+      throw;
     }
   }
 
  private:
+  void merge() {
+    if (args.tail) {
+      follow_files();
+    } else {
+      while (!files.empty() || !supplemental_files.empty()) {
+        read_one_each(files);
+        read_one_each(supplemental_files);
+        bucket_map.flush_ready(files, supplemental_files, args.tail);
+        check_output(stdout, false);  // a failed write ends the run, not only at its end
+        stop_signals::stop_if_asked();
+        notify.status(files.size() + supplemental_files.size(), bucket_map.printed_until, 0);
+      }
+    }
+    if (writer) {  // every bucket is printed: a pattern that chose nothing is an error
+      writer->check_patterns();
+    }
+  }
+
+  // --strict: after an offence, only the buckets that every input had passed are printed.
+  void drop_unfinished() {
+    bucket_map.flush_ready(files, supplemental_files, args.tail);
+    for (Files* inputs : {&files, &supplemental_files}) {
+      for (const std::unique_ptr<VexilFile>& file : *inputs) {
+        if (file->current) {
+          file->current->records.clear();  // also when the map let it go already
+        }
+        file->current.reset();
+        file->pending.reset();
+      }
+    }
+    for (auto& [start, bucket] : bucket_map.buckets) {
+      bucket->records.clear();
+    }
+  }
+
   void follow_files() {
     while (!files.empty() || !supplemental_files.empty()) {
-      bool read = read_ready(files, true);
-      read = read_ready(supplemental_files, false) || read;
+      const std::int64_t horizon = sweep_horizon();
+      bool read = read_ready(files, horizon);
+      read = read_ready(supplemental_files, horizon) || read;
       bucket_map.flush_ready(files, supplemental_files, true);
       if (args.max_lag) {
-        bucket_map.flush_lagging(files, newest, *args.max_lag);
+        bucket_map.flush_lagging(files, watermark(), *args.max_lag);
       }
       check_output(stdout, false);
       stop_signals::stop_if_asked();
@@ -131,27 +176,55 @@ class VexilRun {
     }
   }
 
-  // One record from each input that has one (with a lag limit) or from each input (without);
-  // whether any was read. main: the inputs whose rows move the newest time.
-  bool read_ready(Files& inputs, bool main) {
+  // The end of the bucket that holds the earliest time of the inputs not waiting for their files:
+  // in a sweep no input reads further past it than into the next bucket, as a pass-by-pass
+  // merge would not (a header line read makes its layout known to the built-in tables).
+  std::int64_t sweep_horizon() const {
+    // Those that waited last time count only when all did (one of them has more now).
+    std::int64_t earliest = INT64_MAX, earliest_waiting = INT64_MAX;
+    for (const Files* inputs : {&files, &supplemental_files}) {
+      for (const std::unique_ptr<VexilFile>& f : *inputs) {
+        std::int64_t& e = f->would_block() ? earliest_waiting : earliest;
+        e = std::min(e, f->get_prev_time());
+      }
+    }
+    earliest = earliest == INT64_MAX ? earliest_waiting : earliest;
+    const std::int64_t start = bucket_start(earliest, args.bucket_size);
+    return start > INT64_MAX - args.bucket_size ? INT64_MAX : start + args.bucket_size;
+  }
+
+  // Reads each input as far as it has complete lines, and no further than horizon once it has
+  // read a record; whether any record was read. With a lag limit, rows for buckets already
+  // printed are dropped.
+  bool read_ready(Files& inputs, std::int64_t horizon) {
     bool read = false;
     for (std::size_t i = 0; i < inputs.size();) {
-      const VexilFile::Step step = inputs[i]->bucket_next_ready(args.max_lag.has_value());
+      VexilFile::Step step;
+      do {
+        step = inputs[i]->bucket_next_ready(args.max_lag.has_value());
+        read = read || step == VexilFile::kRead;
+      } while (step == VexilFile::kRead && inputs[i]->get_prev_time() < horizon);
       if (step == VexilFile::kEnded) {
         inputs.erase(inputs.begin() + static_cast<std::ptrdiff_t>(i));
         continue;
       }
-      if (step == VexilFile::kWaiting && !args.max_lag) {
-        wait_any();
-        continue;  // the same input again
-      }
-      if (step == VexilFile::kRead) {
-        read = true;
-        newest = main ? std::max(newest, inputs[i]->get_prev_time()) : newest;
-      }
       ++i;
     }
     return read;
+  }
+
+  // The newest time the inputs have surely reached, for the lag limit: the latest row of an
+  // input counts once another input has reached its time too, or once the input's next row
+  // confirms it; so one stray row from the future does not leave the other inputs behind.
+  std::int64_t watermark() const {
+    std::int64_t first = INT64_MIN, second = INT64_MIN, settled = INT64_MIN;
+    for (const std::unique_ptr<VexilFile>& f : files) {
+      const std::int64_t t = f->get_prev_time();
+      second = std::max(second, std::min(first, t));
+      first = std::max(first, t);
+      settled = std::max(settled, f->settled_time);
+    }
+    return std::max(second, settled);
   }
 
   void wait_any() {
@@ -170,7 +243,7 @@ class VexilRun {
   // (one fewer than the processors, four at most) while this one merges. Each input then holds
   // at most four batches of rows: about 1,000 rows over all inputs in a batch each, 16 to 64.
   void read_ahead() {
-    const unsigned helpers = std::min(available_cpus(), 5u) - 1;
+    const unsigned helpers = read_ahead_helpers();
     const std::size_t inputs = files.size() + supplemental_files.size();
     if (helpers == 0 || inputs == 0) {
       return;
@@ -209,7 +282,6 @@ class VexilRun {
   Files supplemental_files;
   Factory file_factory = make_file;
   ServiceNotify notify;
-  std::int64_t newest = INT64_MIN;  // the latest time of a row read from an input
 };
 
 }  // namespace vexil

@@ -48,7 +48,7 @@ std::vector<Panel> column_panels(const SeriesTable& table, const std::vector<std
       std::move(in_class.begin(), in_class.end(), std::back_inserter(panels));
     }
     if (panels.size() == before) {
-      throw std::runtime_error("no column matches -c " + pattern);
+      throw std::runtime_error("-c: no column matches '" + pattern + "'");
     }
   }
   return panels;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <stdexcept>
 
 namespace perflib {
@@ -75,14 +76,25 @@ std::string DecodingThread::error() const {
 }
 
 void DecodingThread::run() {
+  // Nothing may leave the thread (that would end the process): every failure, memory running
+  // out included, becomes the reason the reader is given. "out of memory" fits a string's own
+  // room, so setting it allocates nothing.
   std::string reason;
   try {
     decode_all();
+  } catch (const std::bad_alloc&) {
+    reason = "out of memory";
   } catch (const std::exception& e) {
-    reason = e.what();
+    try {
+      reason = *e.what() != '\0' ? e.what() : "corrupt compressed data";
+    } catch (const std::bad_alloc&) {
+      reason = "out of memory";
+    }
+  } catch (...) {
+    reason = "corrupt compressed data";
   }
   std::lock_guard<std::mutex> lock(mutex);
-  failure = reason;
+  failure = std::move(reason);
   finished = true;
   written_cv.notify_one();
 }

@@ -5,6 +5,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <new>
+#include <stdexcept>
+#include <system_error>
 
 namespace perflib {
 
@@ -52,13 +55,21 @@ InputStream open_input_stream(const std::string& path) {
   std::setvbuf(file.get(), nullptr, _IONBF, 0);
   result.head = read_head(fd);
   const auto* head = reinterpret_cast<const unsigned char*>(result.head.data());
-  std::unique_ptr<StreamDecoder> decoder = make_decoder(head, result.head.size());
-  if (!decoder) {
-    result.file = file.release();
-    return result;
+  std::unique_ptr<DecodingThread> decoding;
+  try {
+    std::unique_ptr<StreamDecoder> decoder = make_decoder(head, result.head.size());
+    if (!decoder) {
+      result.file = file.release();
+      return result;
+    }
+    decoding = std::make_unique<DecodingThread>(std::move(file), std::move(decoder), head,
+                                                result.head.size());
+  } catch (const std::system_error& e) {  // no thread to be had
+    throw std::runtime_error("File read error: " + path + ": no thread to decompress it ("
+                             + e.code().message() + ")");
+  } catch (const std::bad_alloc&) {
+    throw std::runtime_error("File read error: " + path + ": out of memory");
   }
-  auto decoding = std::make_unique<DecodingThread>(std::move(file), std::move(decoder), head,
-                                                   result.head.size());
   result.head.clear();
   result.file = fopencookie(decoding.get(), "r", {read_cookie, nullptr, nullptr, nullptr});
   if (result.file != nullptr) {

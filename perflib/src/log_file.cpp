@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
@@ -14,6 +15,19 @@
 #include "number_parse.h"
 
 namespace perflib {
+
+namespace {
+
+// Moves a descriptor read here (own) to the next data at or after its offset, past a hole the file
+// system knows of; where there is no data yet, or the system cannot tell, the offset stays.
+void skip_hole(int fd, bool own) {
+  const off_t at = own ? lseek(fd, 0, SEEK_CUR) : -1;
+  if (at >= 0) {
+    lseek(fd, at, SEEK_DATA);  // fails, leaving the offset, where the system cannot tell
+  }
+}
+
+}  // namespace
 
 LogFile::LogFile(const std::string& path, bool tail) {
   InputStream input = open_input_stream(path);
@@ -48,7 +62,7 @@ void LogFile::take(InputStream& input) {
   lines->clear();
   std::memcpy(lines->room(), input.head.data(), input.head.size());
   lines->added(input.head.size());
-  ended = failed = false;
+  ended = failed = in_hole = false;
 }
 
 void LogFile::set_line_check(LineCheck check) {
@@ -85,29 +99,44 @@ RecordPtr LogFile::make_record(const std::shared_ptr<Context>& layout, char* tex
 // Reads the next block into the line buffer: the byte count, 0 at the end of the file, -1 when
 // the read failed.
 ssize_t LogFile::read_block() {
-  char* to = lines->room();
-  const std::size_t size = lines->room_size();
-  const std::string_view before = lines->recent();
-  ssize_t n;
-  if (own_descriptor) {
-    const off_t left = end_offset < 0 ? static_cast<off_t>(size) : end_offset - position();
-    do {
-      n = left <= 0 ? 0 : ::read(fileno(file), to, std::min(size, static_cast<std::size_t>(left)));
-    } while (n < 0 && errno == EINTR);
-  } else {
-    std::clearerr(file);  // a stream in tail mode may have grown since its end was seen
-    const std::size_t got = std::fread(to, 1, size, file);
-    n = got > 0 ? static_cast<ssize_t>(got) : std::ferror(file) ? -1 : 0;
+  for (;;) {
+    char* to = lines->room();
+    const std::size_t size = lines->room_size();
+    const std::string_view before = lines->recent();
+    ssize_t n;
+    if (own_descriptor) {
+      const off_t left = end_offset < 0 ? static_cast<off_t>(size) : end_offset - position();
+      do {
+        n = left <= 0 ? 0
+                      : ::read(fileno(file), to, std::min(size, static_cast<std::size_t>(left)));
+      } while (n < 0 && errno == EINTR);
+    } else {
+      std::clearerr(file);  // a stream in tail mode may have grown since its end was seen
+      const std::size_t got = std::fread(to, 1, size, file);
+      n = got > 0 ? static_cast<ssize_t>(got) : std::ferror(file) ? -1 : 0;
+    }
+    if (n > 0 && follower
+        && follower->rewritten(file, position(), before, static_cast<std::size_t>(n))) {
+      start_over();
+      continue;
+    }
+    if (n > 0 && in_hole) {
+      const auto* text = std::find_if(to, to + n, [](char c) { return c != '\0'; });
+      if (text == to + n) {
+        skip_hole(
+            fileno(file),
+            own_descriptor);  // all NULs: on to where the file holds data, if the system can tell
+        continue;
+      }
+      in_hole = false;
+      n -= text - to;
+      std::memmove(to, text, static_cast<std::size_t>(n));
+    }
+    if (n > 0) {
+      lines->added(static_cast<std::size_t>(n));
+    }
+    return n;
   }
-  if (n > 0 && follower
-      && follower->rewritten(file, position(), before, static_cast<std::size_t>(n))) {
-    start_over();
-    return read_block();
-  }
-  if (n > 0) {
-    lines->added(static_cast<std::size_t>(n));
-  }
-  return n;
 }
 
 // Where the reader is in the open file. The stream of a file opened here buffers nothing, but it
@@ -116,9 +145,14 @@ off_t LogFile::position() const {
   return own_descriptor ? lseek(fileno(file), 0, SEEK_CUR) : ftello(file);
 }
 
+// The file was truncated: read it again from its top. A writer that does not append writes on
+// at its old offset, so the truncated file starts with a hole, which reads as NULs, up to there:
+// the hole is passed over (tail -F users see the rows, not a line of NULs).
 void LogFile::start_over() {
   lines->clear();  // a line the old text left unfinished will never be finished
   std::rewind(file);
+  in_hole = true;
+  skip_hole(fileno(file), own_descriptor);
 }
 
 // The next line, or nullptr at the end of the input (not in tail mode) and after a failed read.

@@ -4,9 +4,10 @@
 #include <algorithm>
 #include <bit>
 #include <condition_variable>
-#include <deque>
 #include <exception>
 #include <mutex>
+#include <new>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -23,14 +24,14 @@ namespace {
 
 constexpr std::size_t MOST_READY = 2;           // batches made and not yet taken, per input
 constexpr std::size_t TEXT_BUDGET = 64 * 1024;  // a batch ends once its text passes this
-constexpr std::size_t NONE = ~std::size_t{0};
-
 // One data line read ahead: its cells converted in the layout it was read in (a counter, or the
 // bits of a double, each, in Batch::cells), and its text.
 struct Row {
-  std::size_t cells = 0;            // of its first column, in Batch::cells
-  std::size_t text = 0;             // of the line, in Batch::text
-  std::size_t header = NONE;        // of the header line just before it, if one came
+  std::size_t cells = 0;  // of its first column, in Batch::cells
+  std::size_t text = 0;   // of the line, in Batch::text
+  // The header lines between the row before it and this one, in Batch::headers.
+  std::size_t first_header = 0;
+  std::size_t end_header = 0;
   const Context* layout = nullptr;  // one of Batch::layouts
   bool more = false;                // the line has cells past that layout's last column
 };
@@ -49,14 +50,20 @@ struct ParseAhead::Batch {
   std::size_t size = 0;
   std::vector<std::uint64_t> cells;  // as many for each row as its layout has columns
   std::string text;                  // the lines, each ended by a NUL
+  // Every header line read, in Batch::text: each is made into a layout when the reader reaches
+  // it, as read_next makes it, whether rows follow or not.
+  std::vector<std::size_t> headers;
+  std::size_t last_headers = 0;  // the first of the headers after the last row
   std::vector<std::shared_ptr<const Context>> layouts;
-  bool end = false;          // the input ends after these rows
-  std::exception_ptr error;  // thrown after these rows
+  bool end = false;          // the input ends after these rows (and headers)
+  std::exception_ptr error;  // thrown after these rows (and headers)
 
   void clear() {
     size = 0;
     cells.clear();
     text.clear();
+    headers.clear();
+    last_headers = 0;
     layouts.clear();
     end = false;
     error = nullptr;
@@ -71,22 +78,29 @@ struct ParseAhead::Batch {
 };
 
 struct ParseAhead::InputState {
-  InputState(LogFile& file, unsigned batch_rows) : file(file), batch_rows(batch_rows) {}
+  InputState(LogFile& file, unsigned batch_rows, std::exception_ptr out_of_memory)
+      : file(file), batch_rows(batch_rows), out_of_memory(std::move(out_of_memory)) {
+    // Room for every batch there can be, so that queueing one never allocates.
+    ready.reserve(MOST_READY);
+    spare.reserve(MOST_READY + 2);
+  }
 
   LogFile& file;
   const unsigned batch_rows;
+  // What the reader is given for memory exhausted while its rows are read ahead: made before,
+  // as there may be no memory to make it then.
+  const std::exception_ptr out_of_memory;
 
   // Under Shared::lock.
-  std::deque<std::unique_ptr<Batch>> ready;
+  std::vector<std::unique_ptr<Batch>> ready;  // oldest first, MOST_READY at most
   std::vector<std::unique_ptr<Batch>> spare;
-  bool busy = false;    // a thread fills a batch of it
-  bool done = false;    // its last batch is made
-  bool closed = false;  // its reader is gone
+  bool busy = false;     // a thread fills a batch of it
+  bool done = false;     // its last batch is made
+  bool closed = false;   // its reader is gone
+  bool starved = false;  // no memory for its next batch: out_of_memory ends it after the last
 
   // Of the thread that fills a batch.
   std::shared_ptr<const Context> layout;  // of the next data line; none before the first
-  std::string header;                     // read last, until a data line follows
-  bool has_header = false;
 
   // Of the reader.
   std::unique_ptr<Batch> current;
@@ -143,7 +157,15 @@ struct ParseAhead::Shared {
 
   // Fills a batch of in, which the caller has marked busy, with the lock released meanwhile.
   void fill_unlocked(std::unique_lock<std::mutex>& held, InputState& in) {
-    std::unique_ptr<Batch> batch = in.spare_batch();
+    std::unique_ptr<Batch> batch;
+    try {
+      batch = in.spare_batch();
+    } catch (const std::bad_alloc&) {
+      in.busy = false;
+      in.done = in.starved = true;
+      made.notify_all();
+      return;
+    }
     held.unlock();
     ParseAhead::fill(in, *batch);
     held.lock();
@@ -179,7 +201,10 @@ ParseAhead::~ParseAhead() {
 }
 
 std::unique_ptr<ParseAhead::Input> ParseAhead::read(LogFile& file, unsigned batch_rows) {
-  auto state = std::make_shared<InputState>(file, std::max(batch_rows, 1u));
+  auto state = std::make_shared<InputState>(
+      file, std::max(batch_rows, 1u),
+      std::make_exception_ptr(
+          std::runtime_error(file.name + ": out of memory while reading ahead")));
   {
     const std::lock_guard<std::mutex> held(shared->lock);
     shared->inputs.push_back(state);
@@ -214,19 +239,17 @@ void ParseAhead::fill(InputState& in, Batch& batch) {
         return;
       }
       if (line[0] == '#') {
-        in.header.assign(line);
-        in.has_header = true;
+        batch.headers.push_back(batch.add_text(line));
         continue;
       }
       if (batch.rows.size() == batch.size) {
         batch.rows.emplace_back();
       }
       Row& row = batch.rows[batch.size];
-      row.header = NONE;
-      if (in.has_header) {
-        row.header = batch.add_text(in.header.c_str());
-        in.layout = preview_layout(in.header.c_str());
-        in.has_header = false;
+      row.first_header = batch.last_headers;
+      row.end_header = batch.headers.size();
+      if (row.first_header < row.end_header) {
+        in.layout = preview_layout(batch.text.data() + batch.headers.back());
       } else if (!in.layout) {
         in.layout = preview_layout(sdrop_header);
       }
@@ -242,11 +265,18 @@ void ParseAhead::fill(InputState& in, Batch& batch) {
           [out](std::size_t i, double v) { out[i] = std::bit_cast<std::uint64_t>(v); });
       row.text = batch.add_text(line);
       ++batch.size;
+      batch.last_headers = row.end_header;
       if (in.layout->fields.empty()) {
         batch.end = true;  // a row without values ends the input
         return;
       }
     }
+    if (batch.last_headers < batch.headers.size()) {
+      in.layout = preview_layout(batch.text.data() + batch.headers.back());  // of the next row
+    }
+  } catch (const std::bad_alloc&) {
+    batch.error = in.out_of_memory;
+    batch.end = true;
   } catch (...) {
     batch.error = std::current_exception();
     batch.end = true;
@@ -254,8 +284,16 @@ void ParseAhead::fill(InputState& in, Batch& batch) {
 }
 
 RecordPtr ParseAhead::take(Shared& s, InputState& in) {
-  // The next row, from the next batch once this one is read.
+  // The next row, from the next batch once this one is read. Every header line on the way is
+  // made into a layout in turn, as read_next makes them, also where no row follows.
+  std::shared_ptr<Context> layout;
   while (!in.current || in.next == in.current->size) {
+    if (in.current) {
+      Batch& last = *in.current;
+      for (; last.last_headers < last.headers.size(); ++last.last_headers) {
+        layout = context_of(last.text.data() + last.headers[last.last_headers]);
+      }
+    }
     if (in.current && in.current->end) {
       if (in.current->error) {
         std::rethrow_exception(in.current->error);
@@ -270,6 +308,9 @@ RecordPtr ParseAhead::take(Shared& s, InputState& in) {
       in.spare.push_back(std::move(in.current));
     }
     while (in.ready.empty()) {
+      if (in.starved) {
+        std::rethrow_exception(in.out_of_memory);
+      }
       if (!in.busy) {
         in.busy = true;  // no helper is at it: read it here rather than wait
         s.fill_unlocked(held, in);
@@ -281,7 +322,7 @@ RecordPtr ParseAhead::take(Shared& s, InputState& in) {
       }
     }
     in.current = std::move(in.ready.front());
-    in.ready.pop_front();
+    in.ready.erase(in.ready.begin());
     in.next = 0;
     if (in.ready.empty() && !in.done && s.idle > 0) {
       s.work.notify_one();  // this input runs dry next
@@ -292,9 +333,12 @@ RecordPtr ParseAhead::take(Shared& s, InputState& in) {
   LogFile& file = in.file;
 
   // The layout read_next would give the line.
-  std::shared_ptr<Context> layout = row.header != NONE ? context_of(batch.text.data() + row.header)
-                                    : file.previous    ? file.previous->get_context()
-                                                       : context_of(sdrop_header);
+  for (std::size_t h = row.first_header; h < row.end_header; ++h) {
+    layout = context_of(batch.text.data() + batch.headers[h]);
+  }
+  if (!layout) {
+    layout = file.previous ? file.previous->get_context() : context_of(sdrop_header);
+  }
   // Whether its columns still have the kinds the row was converted by, from its first column
   // to the last the line fills.
   const std::size_t n = layout->fields.size();

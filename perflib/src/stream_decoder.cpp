@@ -48,6 +48,10 @@ class GzipDecoder : public StreamDecoder {
       if (b.in_size == 0) {
         return;
       }
+      if (padding || b.in[0] == 0) {
+        skip_padding(b);
+        return;
+      }
       start_member();  // the next member of a concatenation
     }
     state.next_in = const_cast<std::uint8_t*>(b.in);
@@ -61,9 +65,22 @@ class GzipDecoder : public StreamDecoder {
     }
   }
 
-  bool at_end() const override { return state.block_state == ISAL_BLOCK_FINISH; }
+  bool at_end() const override { return padding || state.block_state == ISAL_BLOCK_FINISH; }
 
  private:
+  // Zero bytes after the last member, as a tape or an archiver pads a file to its block size;
+  // anything else after them is not gzip data.
+  void skip_padding(DecodeBuffers& b) {
+    padding = true;
+    const auto* data = b.in;
+    const auto* end = b.in + b.in_size;
+    const auto* text = std::find_if(data, end, [](unsigned char c) { return c != 0; });
+    advance(b, static_cast<std::size_t>(text - data), 0);
+    if (text != end) {
+      throw std::runtime_error(error_text(ISAL_INVALID_WRAPPER));
+    }
+  }
+
   void start_member() {
     isal_inflate_init(&state);
     state.crc_flag = ISAL_GZIP;
@@ -83,6 +100,7 @@ class GzipDecoder : public StreamDecoder {
   }
 
   inflate_state state;
+  bool padding = false;
 };
 
 // zstd through the library's streaming interface, which keeps the frame's window itself.
@@ -175,13 +193,21 @@ bool starts_with(const unsigned char* head, std::size_t size, const char* signat
   return size >= length && std::memcmp(head, signature, length) == 0;
 }
 
+// A zstd skippable frame: a magic number from 0x184D2A50 to 0x184D2A5F, little-endian, and data
+// the decoder passes over. A parallel compressor starts its file with one, which tells where its
+// first frame ends; the decoder skips such frames wherever they come in the stream.
+bool starts_with_skippable_frame(const unsigned char* head, std::size_t size) {
+  return size >= 4 && (head[0] & 0xf0) == 0x50
+         && starts_with(head + 1, size - 1, "\x2a\x4d\x18", 3);
+}
+
 }  // namespace
 
 std::unique_ptr<StreamDecoder> make_decoder(const unsigned char* head, std::size_t size) {
   if (starts_with(head, size, "\x1f\x8b", 2)) {
     return std::make_unique<GzipDecoder>();
   }
-  if (starts_with(head, size, "\x28\xb5\x2f\xfd", 4)) {
+  if (starts_with(head, size, "\x28\xb5\x2f\xfd", 4) || starts_with_skippable_frame(head, size)) {
     return std::make_unique<ZstdDecoder>();
   }
   if (starts_with(head, size, "\xfd\x37zXZ\0", SIGNATURE_SIZE)) {

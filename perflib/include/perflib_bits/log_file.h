@@ -64,6 +64,9 @@ class PERFLIB_EXPORT LogFile {
   // which it otherwise equals, errors included.
   RecordPtr read_next_ready();
   bool would_block() const { return blocked; }
+  // Not in tail mode: whether the end of the file was read (read_next's empty record was not a
+  // data line that gives no values).
+  bool at_end() const { return ended; }
   // Returns when any of files (those in tail mode) may have changed, after timeout_ms at the
   // latest: with the files watched, at most half a second; where one cannot be watched, at most
   // 200 ms.
@@ -113,6 +116,7 @@ class PERFLIB_EXPORT LogFile {
   bool own_descriptor = false;  // a plain file opened here: read with read(2), in large blocks
   bool ended = false;           // the end of the file was read (not in tail mode)
   bool failed = false;          // a read failed
+  bool in_hole = false;         // after a rewind, until a byte that is not NUL was read
   std::int64_t skip_before = INT64_MIN;   // data lines earlier than this are passed over
   off_t end_offset = -1;                  // where reading stops, if not at the end of the file
   std::int64_t window_until = INT64_MAX;  // of the window read_window looks for

@@ -9,11 +9,15 @@
 //
 // The records handed out are those LogFile::read_next would return, byte for byte: a batch
 // holds its rows' text and cell values converted in a preview of their layout, made from the same
-// header line without registering anything in the built-in tables. The reader makes the layout
-// itself when it reaches the row, as read_next would (so the tables change in the same order),
-// or takes its previous record's, which accumulation may have changed in place since; it
-// converts the row's text again when the kinds of the columns no longer agree with the preview.
-// No layout or record is shared between the threads.
+// header line without registering anything in the built-in tables. The batch keeps every header
+// line read, and the reader makes each into a layout when it passes it, as read_next would:
+// header lines in a row and header lines with no row after them included, so the tables change
+// in the same order (and a header line that cannot be made fails at the same point). A row
+// takes the layout of the header line just before it, or its previous record's, which
+// accumulation may have changed in place since; the reader converts the row's text again when
+// the kinds of the columns no longer agree with the preview. No layout or record is shared
+// between the threads. Memory running out on a helper ends the input with the error
+// std::runtime_error "<path>: out of memory while reading ahead".
 //
 // For files opened by path and read from their start to their end: not followed, no line
 // check, no window. A record that gives no values ends the input (see LogFile::read_next).
