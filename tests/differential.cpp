@@ -322,6 +322,9 @@ std::vector<std::string> json_values(const std::string& text) {
     for (std::size_t at = line.find('"'); at != std::string::npos; at = line.find('"', at)) {
       const std::size_t end = line.find('"', at + 1);
       const std::size_t value_end = line.find_first_of(",}", end);
+      if (value_end == std::string::npos) {
+        break;  // cut short by an abort
+      }
       names.append(names.size() > 1 ? "," : "").append(line, at + 1, end - at - 1);
       const std::string value = line.substr(end + 2, value_end - end - 2);
       cells.append(cells.empty() ? "" : ",").append(value == "null" ? "nan" : value);
