@@ -306,8 +306,11 @@ std::vector<std::string> values(const std::string& text, char separator) {
     std::replace(line.begin(), line.end(), separator, ',');
     if (line.starts_with("#")) {
       names = line;
-    } else {
+    } else if (std::count(line.begin(), line.end(), ',')
+               == std::count(names.begin(), names.end(), ',')) {
       rows.push_back(names + " " + line);
+    } else {
+      rows.push_back("? " + line);  // CSV's header is not printed again for a layout grown in place
     }
   }
   return rows;
@@ -345,6 +348,15 @@ std::vector<std::string> finite_or_nan(std::vector<std::string> rows) {
     }
   }
   return rows;
+}
+
+// The rows of CSV and of another form hold the same values under the same names (where CSV's
+// header names its row).
+bool same_values(const std::vector<std::string>& csv, const std::vector<std::string>& other) {
+  return std::equal(csv.begin(), csv.end(), other.begin(), other.end(),
+                    [](const std::string& a, const std::string& b) {
+                      return a == b || (a.starts_with("? ") && b.ends_with(a.substr(1)));
+                    });
 }
 
 // A line of each file split off as its rotated predecessor, where the row after the split is
@@ -473,9 +485,6 @@ std::vector<std::string> check(const Scenario& s, Choices& c, const std::string&
                        + "\ninstead of\n" + expected.err + expected.out);
     }
   };
-  // Known gaps, open: the window's search and the search for rotated predecessors
-  // (which reads their first rows at start) do not yet make the layouts of per-thread and
-  // per-processor columns known to the built-in tables where the merge in turn does.
   compare("read ahead", "plain", args, run(plain, vexil, args, "1"), merged);
 
   const char* const compressors[][2] = {{"gzip", "gzip -c"},       {"zstd", "zstd -qc"},
@@ -502,30 +511,46 @@ std::vector<std::string> check(const Scenario& s, Choices& c, const std::string&
     compare(name, name, args, run(sub, vexil, args), merged);
   }
 
+  // Read at start for their order, rotated predecessors make the per-thread and per-processor
+  // columns of their first layouts known before the merge in turn would: those are named
+  // otherwise.
   if (!s.wildcards && write_rotated(s, dir + "/rotated", c)) {
     std::vector<std::string> a = args;
     a.insert(a.begin(), "--rotated");
     compare("--rotated", "rotated", a, run(dir + "/rotated", vexil, a), merged);
   }
 
-  if (!s.wildcards) {
+  {
+    // A plain file's window is found by a search; a compressed one is read whole, row by row.
+    // Rows passed over still make the per-thread and per-processor columns of their layout known
+    // (as they would without a window), so the rows cut beforehand are the reference only for
+    // scenarios without such columns.
     const std::int64_t span = s.last - s.first + 2 * s.bucket;
     const std::int64_t since = s.first - s.bucket + static_cast<std::int64_t>(c.below(span));
     const std::int64_t until = since + static_cast<std::int64_t>(c.below(span));
-    write_files(s, dir + "/cut", [&](const File& f, const std::string& path) {
-      File kept{f.name, {}, f.last_newline};
-      for (const Line& l : f.lines) {
-        const auto in = [&](std::int64_t t) { return t >= since && t < until; };
-        if (!l.data || (in(l.time) && in(l.row_time))) {
-          kept.lines.push_back(l);
-        }
-      }
-      write(path, kept.text());
-    });
     std::vector<std::string> a = args;
     a.insert(a.begin(), {"--since", std::to_string(since), "--until", std::to_string(until)});
-    compare("--since/--until", "plain", a, run(plain, vexil, a), run(dir + "/cut", vexil, args),
-            false);
+    const Result windowed = run(plain, vexil, a);
+    compare("--since/--until read whole", "plain", a, windowed, run(dir + "/gzip", vexil, a));
+    if (!s.wildcards) {
+      write_files(s, dir + "/cut", [&](const File& f, const std::string& path) {
+        File kept{f.name, {}, f.last_newline};
+        bool no_columns = false;  // a row under a header of no columns ends the input
+        for (const Line& l : f.lines) {
+          const auto in = [&](std::int64_t t) { return t >= since && t < until; };
+          if (l.data && no_columns) {
+            kept.lines.push_back(l);
+            break;
+          }
+          if (!l.data || (in(l.time) && in(l.row_time))) {
+            kept.lines.push_back(l);
+          }
+          no_columns = l.data ? no_columns : l.text == "#" || l.text == "##";
+        }
+        write(path, kept.text());
+      });
+      compare("--since/--until", "plain", a, windowed, run(dir + "/cut", vexil, args), false);
+    }
   }
 
   if (s.well_formed) {
@@ -541,13 +566,14 @@ std::vector<std::string> check(const Scenario& s, Choices& c, const std::string&
     script += "(cd plain && vexil" + shell_words(a) + ")  # --format\n";
     const auto got = finite_or_nan(format[0] == 't' ? values(r.out, '\t') : json_values(r.out));
     if (r.status != merged.status || r.err != merged.err
-        || (merged.status < 128 && got != finite_or_nan(values(merged.out, ',')))) {
+        || (merged.status < 128 && !same_values(finite_or_nan(values(merged.out, ',')), got))) {
       failed.push_back(std::string("--format ") + format + " (" + dir + "/plain): status "
                        + std::to_string(r.status) + "\n" + r.err + r.out);
     }
   }
 
-  // The same gap for -t, which reads by time where the merge in turn reads row by row.
+  // -t reads by time where the merge reads row by row in turn: the per-thread and per-processor
+  // columns of a layout become known in another order, which names them otherwise.
   if (tail && s.in_order && !s.wildcards && s.supplemental.empty() && merged.status == 0
       && merged.err.empty()) {
     std::vector<std::string> a = args;

@@ -81,7 +81,7 @@ RecordWriter::RecordWriter(OutputFormat format, TimeFormat time_format,
       matched(this->patterns.size(), false) {}
 
 void RecordWriter::check_patterns() const {
-  if (!layout) {
+  if (!chosen) {
     return;  // with no line written (an empty window), no column is known not to exist
   }
   std::string message;
@@ -97,8 +97,10 @@ void RecordWriter::check_patterns() const {
 }
 
 void RecordWriter::choose_columns(const perflib::Record& record) {
-  layout = record.context;
-  const perflib::Context& c = *layout;
+  const perflib::Context& c = *record.context;
+  chosen = true;
+  layout_version = c.version;
+  layout_fields = c.fields;
   time_at = c.time_index();
   columns.clear();
   if (time_at != perflib::NO_INDEX && !patterns.empty()) {
@@ -160,7 +162,10 @@ void RecordWriter::append_time(const perflib::Record& record, std::uint32_t i) {
 }
 
 void RecordWriter::write(FILE* out, const perflib::Record& record) {
-  if (!layout || (layout != record.context && *layout != *record.context)) {
+  // A layout can grow in place (a derived column made on first need), so what was chosen is
+  // compared with a copy of the fields it was chosen from.
+  if (!chosen || record.context->version != layout_version
+      || record.context->fields != layout_fields) {
     choose_columns(record);
   }
   line.clear();

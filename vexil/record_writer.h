@@ -49,8 +49,10 @@ class RecordWriter {
   std::vector<std::string> patterns;  // empty: every column, in the order print_csv has them
   std::vector<bool> matched;          // by pattern
 
-  std::shared_ptr<perflib::Context> layout;  // what the choice below was made for
-  std::vector<std::uint32_t> columns;        // positions chosen, in output order
+  bool chosen = false;                        // the columns below were chosen for a layout:
+  std::uint32_t layout_version = 0;           // its version
+  std::vector<perflib::Field> layout_fields;  // and its fields then
+  std::vector<std::uint32_t> columns;         // positions chosen, in output order
   std::uint32_t time_at = perflib::NO_INDEX;
   std::string header;             // "#a,b\n" (CSV, TSV)
   std::vector<std::string> keys;  // "{\"a\":", ",\"b\":" (JSON Lines)
