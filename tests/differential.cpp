@@ -60,21 +60,14 @@ const char* pick(Choices& c, const char* const (&from)[N]) {
 }
 
 // Columns of the current and of the older layout; "N" is an instance number.
-const char* const current_columns[] = {"daq.received",
-                                       "daq.dropped",
-                                       "stream_tcp.max",
-                                       "stream_tcp.sessions",
-                                       "x",
-                                       "stats.pkt_drop_percent",
-                                       "thread_N.cpu_user",
-                                       "stats.usr[N]",
-                                       "y",
-                                       "daq.received",
-                                       "stream_ip.max_frags",
-                                       "thread_N.cpu_wall"};
-const char* const older_columns[] = {"pkts_recv", "pkts_drop",        "max_sessions",
-                                     "usr[N]",    "total_sessions",   "x",
-                                     "sys[N]",    "alerts_per_second"};
+// clang-format off
+const char* const current_columns[] = {
+    "daq.received", "daq.dropped", "stream_tcp.max", "stream_tcp.sessions", "x",
+    "stats.pkt_drop_percent", "thread_N.cpu_user", "stats.usr[N]", "y", "daq.received",
+    "stream_ip.max_frags", "thread_N.cpu_wall"};
+const char* const older_columns[] = {"pkts_recv", "pkts_drop", "max_sessions", "usr[N]",
+                                     "total_sessions", "x", "sys[N]", "alerts_per_second"};
+// clang-format on
 
 bool wildcards = false;  // of the scenario being made
 
@@ -297,54 +290,39 @@ std::string shell_words(const std::vector<std::string>& args) {
   return t;
 }
 
-// The merged lines as (names, values) pairs, from CSV, TSV or JSON Lines.
-std::vector<std::string> values(const std::string& text, char separator) {
+// The merged lines as "names values" (comma-separated) from CSV, TSV or JSON Lines (j), every
+// value that is not finite as nan: JSON has null for nan, -nan, inf and -inf alike. A CSV row
+// that its header does not name (a layout grown in place) is "? values".
+std::vector<std::string> values(const std::string& text, char form) {
   std::vector<std::string> rows;
   std::string names;
   std::istringstream in(text);
   for (std::string line; std::getline(in, line);) {
-    std::replace(line.begin(), line.end(), separator, ',');
+    if (form == 'j') {  // {"a":1,"b":2.5}: names hold no quote, comma or colon
+      std::string cells;
+      names = "#";
+      for (std::size_t at = line.find('"'), end, value_end;
+           at != std::string::npos && (end = line.find('"', at + 1)) != std::string::npos
+           && (value_end = line.find_first_of(",}", end)) != std::string::npos;  // else aborted
+           at = line.find('"', value_end)) {
+        names.append(names.size() > 1 ? "," : "").append(line, at + 1, end - at - 1);
+        cells.append(cells.empty() ? "" : ",").append(line, end + 2, value_end - end - 2);
+      }
+      line = cells;
+    } else {
+      std::replace(line.begin(), line.end(), form, ',');
+    }
+    for (const char* word : {"-nan", "-inf", "inf", "null"}) {
+      for (std::size_t at; (at = line.find(word)) != std::string::npos;) {
+        line.replace(at, std::string(word).size(), "nan");
+      }
+    }
     if (line.starts_with("#")) {
       names = line;
-    } else if (std::count(line.begin(), line.end(), ',')
-               == std::count(names.begin(), names.end(), ',')) {
-      rows.push_back(names + " " + line);
     } else {
-      rows.push_back("? " + line);  // CSV's header is not printed again for a layout grown in place
-    }
-  }
-  return rows;
-}
-
-std::vector<std::string> json_values(const std::string& text) {
-  std::vector<std::string> rows;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) {
-    std::string names = "#", cells;
-    // {"a":1,"b":2.5}: names hold no quote, comma or colon, values are numbers or null.
-    for (std::size_t at = line.find('"'); at != std::string::npos; at = line.find('"', at)) {
-      const std::size_t end = line.find('"', at + 1);
-      const std::size_t value_end = line.find_first_of(",}", end);
-      if (value_end == std::string::npos) {
-        break;  // cut short by an abort
-      }
-      names.append(names.size() > 1 ? "," : "").append(line, at + 1, end - at - 1);
-      const std::string value = line.substr(end + 2, value_end - end - 2);
-      cells.append(cells.empty() ? "" : ",").append(value == "null" ? "nan" : value);
-      at = value_end;
-    }
-    rows.push_back(names + " " + cells);
-  }
-  return rows;
-}
-
-// In CSV a value that is not finite prints as nan, -nan, inf or -inf: JSON has null for all.
-std::vector<std::string> finite_or_nan(std::vector<std::string> rows) {
-  for (std::string& row : rows) {
-    for (const char* word : {"-nan", "-inf", "inf"}) {
-      for (std::size_t at; (at = row.find(word)) != std::string::npos;) {
-        row.replace(at, std::string(word).size(), "nan");
-      }
+      const bool named =
+          std::count(line.begin(), line.end(), ',') == std::count(names.begin(), names.end(), ',');
+      rows.push_back((named ? names : "?") + " " + line);
     }
   }
   return rows;
@@ -564,9 +542,10 @@ std::vector<std::string> check(const Scenario& s, Choices& c, const std::string&
     a.insert(a.begin(), {"--format", format});
     Result r = run(plain, vexil, a);
     script += "(cd plain && vexil" + shell_words(a) + ")  # --format\n";
-    const auto got = finite_or_nan(format[0] == 't' ? values(r.out, '\t') : json_values(r.out));
     if (r.status != merged.status || r.err != merged.err
-        || (merged.status < 128 && !same_values(finite_or_nan(values(merged.out, ',')), got))) {
+        || (merged.status < 128
+            && !same_values(values(merged.out, ','),
+                            values(r.out, format[0] == 't' ? '\t' : 'j')))) {
       failed.push_back(std::string("--format ") + format + " (" + dir + "/plain): status "
                        + std::to_string(r.status) + "\n" + r.err + r.out);
     }
