@@ -3,8 +3,6 @@
 
 #include <fcntl.h>
 #include <sched.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +12,8 @@
 #include <fstream>
 #include <sstream>
 #include <thread>
+
+#include "process.h"
 
 namespace differential {
 
@@ -237,50 +237,25 @@ struct Result {
   bool operator==(const Result&) const = default;
 };
 
-std::string slurp(const std::string& path) {
-  std::ostringstream s;
-  s << std::ifstream(path, std::ios::binary).rdbuf();
-  return s.str();
-}
+using test_support::slurp;
 
 void write(const std::string& path, const std::string& text) {
   fs::create_directories(fs::path(path).parent_path());
   std::ofstream(path, std::ios::binary) << text;
 }
 
-// Starts program with args in dir, with TZ=UTC, stdout and stderr into dir/.out and dir/.err;
-// read_ahead "0" also keeps it to one processor.
-pid_t spawn(const std::string& dir, const std::string& program, std::vector<std::string> args,
-            const char* read_ahead) {
-  const pid_t pid = fork();
-  if (pid != 0) {
-    return pid;
-  }
-  std::vector<char*> argv{const_cast<char*>(program.c_str())};
-  for (std::string& a : args) {
-    argv.push_back(a.data());
-  }
-  argv.push_back(nullptr);
-  cpu_set_t one;
-  CPU_ZERO(&one);
-  CPU_SET(0, &one);
-  if (chdir(dir.c_str()) != 0 || !std::freopen(".out", "w", stdout)
-      || !std::freopen(".err", "w", stderr) || setenv("TZ", "UTC", 1) != 0
-      || (read_ahead != nullptr && setenv("VEXIL_READ_AHEAD", read_ahead, 1) != 0)
-      || (read_ahead != nullptr && read_ahead[0] == '0'
-          && sched_setaffinity(0, sizeof one, &one) != 0)) {
-    _exit(127);
-  }
-  execv(program.c_str(), argv.data());
-  _exit(127);
-}
-
+// Runs program with args in dir (TZ=UTC), reading ahead or not; "0" also keeps it to one
+// processor.
 Result run(const std::string& dir, const std::string& program, const std::vector<std::string>& args,
            const char* read_ahead = "0") {
-  int status = 0;
-  waitpid(spawn(dir, program, args, read_ahead), &status, 0);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), slurp(dir + "/.out"),
-          slurp(dir + "/.err")};
+  const test_support::RunResult r = test_support::run(program, args, dir, [read_ahead] {
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(0, &one);
+    return setenv("VEXIL_READ_AHEAD", read_ahead, 1) == 0
+           && (read_ahead[0] != '0' || sched_setaffinity(0, sizeof one, &one) == 0);
+  });
+  return {r.status, r.out, r.err};
 }
 
 // The scenario's files in dir, each through change (its text, the file; "" leaves it out).
@@ -407,7 +382,7 @@ std::string printed_by(const std::string& merged, std::int64_t reached) {
 std::string check_tail(const Scenario& s, const std::string& dir, const std::string& vexil,
                        const std::string& merged, std::vector<std::string> args, Choices& c) {
   write_files(s, dir, [](const File&, const std::string& path) { write(path, ""); });
-  const pid_t pid = spawn(dir, vexil, args, nullptr);
+  test_support::Spawned tail(vexil, args, dir);
   std::string out, problem;
   std::vector<std::size_t> written(s.files.size(), 0);
   const std::int64_t span = s.last - s.first + 1;
@@ -444,21 +419,14 @@ std::string check_tail(const Scenario& s, const std::string& dir, const std::str
     const std::int64_t reached = *std::min_element(latest.begin(), latest.end());
     // Until the expected lines are there (and 30 ms more after the last step), 5 s at most.
     const std::string expected = printed_by(merged, reached);
-    for (int waited = 0; waited < 5000; ++waited) {
-      out = slurp(dir + "/.out");
-      if (out.size() >= expected.size() && (step < 3 || waited >= 30)) {
-        break;
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+    out = tail.read(expected.size(), std::chrono::seconds(5));
+    out = step < 3 ? out : tail.read(SIZE_MAX, std::chrono::milliseconds(30));
     if (out != expected) {
       problem =
           "after step " + std::to_string(step) + " printed\n" + out + "instead of\n" + expected;
     }
   }
-  kill(pid, SIGKILL);
-  waitpid(pid, nullptr, 0);
-  const std::string err = slurp(dir + "/.err");
+  const std::string err = slurp(dir + "/.stderr");
   if (problem.empty() && !err.empty()) {
     problem = "stderr: " + err;
   }

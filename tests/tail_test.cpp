@@ -192,25 +192,6 @@ TEST_F(TailTest, MaxLagMergesWithoutTheInputsThatLag) {
   }
 }
 
-// Rows written to each input in turn, one of them a stray row from the future: the lag limit
-// leaves no input out for it, and no row is dropped.
-TEST_F(TailTest, MaxLagIsNotMovedByAStrayRow) {
-  dir.write("a.csv", H + "0,1\n");
-  const std::string b = dir.write("b.csv", H + "0,10\n");
-  Spawned run("/bin/sh", {"-c", "cd \"$0\" && exec \"$@\" 2>&1", dir.path(), VEXIL_BINARY, "-t",
-                          "-T", "60", "--max-lag", "60", "-f", "a.csv", "-f", "b.csv"});
-  for (const char* t : {"60", "4102444800", "120", "180", "240"}) {
-    std::this_thread::sleep_for(50ms);  // each row is read on its own, most of the time
-    append(a, std::string(t) + ",1\n");
-    if (t[0] != '4') {
-      std::this_thread::sleep_for(50ms);
-      append(b, std::string(t) + ",10\n");
-    }
-  }
-  const std::string out = H + "60,11\n120,11\n180,11\n240,11\n";
-  EXPECT_EQ(run.read(out.size() + 1, 2s), out);
-}
-
 // All inputs silent: nothing is printed past what the data times allow, however long the run
 // waits. A service manager listening on NOTIFY_SOCKET hears READY=1, the status and, with a
 // watchdog, pings from the idle wait.
