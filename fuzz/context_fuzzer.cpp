@@ -2,7 +2,8 @@
 // A header line into a Context, checked against a reading of the same line with strtok: one
 // field per token, the layout from the tokens, repeated names suffixed, every name indexed at its
 // last position, the width of the longest label. The same line parsed twice gives equal contexts,
-// and a data line in the layout gets one peg per field.
+// and a data line in the layout gets one peg per field; it goes through the minimum, maximum and
+// average accumulations, the report and the formatted block.
 #include <algorithm>
 #include <map>
 #include <memory>
@@ -54,4 +55,11 @@ FUZZ_TARGET(text) {
   FUZZ_CHECK(context->fields.empty() || record->get_pegs().size() == context->fields.size());
   record->print_csv_header(fuzz::null_output(), nullptr);
   record->print_csv(fuzz::null_output());
+  perflib::RecordPtr lo = record->copy(), hi = record->copy(), average = record->copy();
+  lo->min_accumulate(record);
+  hi->max_accumulate(record);
+  average->average_accumulate(record);
+  average->collapse();
+  perflib::print_report(fuzz::null_output(), average, lo, hi);
+  average->print_formatted(fuzz::null_output(), true);
 }

@@ -4,7 +4,7 @@
 # CMake preset "fuzz" (in build/fuzz, or $VEXIL_FUZZ_BUILD) and runs each for a bounded time
 # (`./dev fuzz` installs clang first):
 #
-#   fuzz/run.sh [SECONDS [TARGET...]]   SECONDS per target (default 60); TARGET: context, record,
+#   fuzz/run.sh [SECONDS [TARGET...]]   SECONDS per target (default 60); TARGET: context,
 #                                        decompress, differential (default all, one after
 #                                        another)
 #
@@ -18,7 +18,7 @@ root=$(dirname "$here")
 seconds=${1:-60}
 shift || true
 targets=("$@")
-((${#targets[@]})) || targets=(context record decompress differential)
+((${#targets[@]})) || targets=(context decompress differential)
 [[ "$seconds" =~ ^[1-9][0-9]*$ ]] || { echo "SECONDS must be a positive number" >&2; exit 2; }
 
 build=${VEXIL_FUZZ_BUILD:-$root/build/fuzz}
