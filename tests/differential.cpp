@@ -2,8 +2,12 @@
 #include "differential.h"
 
 #include <fcntl.h>
+#include <lzma.h>
 #include <sched.h>
 #include <unistd.h>
+#define ZLIB_CONST  // next_in points to const bytes
+#include <zlib.h>
+#include <zstd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -277,6 +281,43 @@ std::string shell_words(const std::vector<std::string>& args) {
   return t;
 }
 
+std::string gzip(const std::string& text) {
+  z_stream z{};
+  deflateInit2(&z, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY);  // gzip
+  std::string out(deflateBound(&z, text.size()), '\0');
+  z.next_in = reinterpret_cast<const Bytef*>(text.data());
+  z.avail_in = static_cast<uInt>(text.size());
+  z.next_out = reinterpret_cast<Bytef*>(out.data());
+  z.avail_out = static_cast<uInt>(out.size());
+  deflate(&z, Z_FINISH);
+  out.resize(z.total_out);
+  deflateEnd(&z);
+  return out;
+}
+
+// A frame for every piece of the text (one for no text).
+std::string zstd(const std::string& text, std::size_t piece) {
+  std::string out;
+  std::size_t at = 0;
+  do {
+    const std::size_t n = std::min(piece, text.size() - at), used = out.size();
+    out.resize(used + ZSTD_compressBound(n));
+    out.resize(used + ZSTD_compress(out.data() + used, out.size() - used, text.data() + at, n, 3));
+    at += n;
+  } while (at < text.size());
+  return out;
+}
+
+std::string xz(const std::string& text) {
+  std::string out(lzma_stream_buffer_bound(text.size()), '\0');
+  std::size_t used = 0;
+  lzma_easy_buffer_encode(0, LZMA_CHECK_CRC64, nullptr,
+                          reinterpret_cast<const std::uint8_t*>(text.data()), text.size(),
+                          reinterpret_cast<std::uint8_t*>(out.data()), &used, out.size());
+  out.resize(used);
+  return out;
+}
+
 // The merged lines as "names values" (comma-separated) from CSV, TSV or JSON Lines (j), every
 // value that is not finite as nan: JSON has null for nan, -nan, inf and -inf alike. A CSV row
 // that its header does not name (a layout grown in place) is "? values".
@@ -459,26 +500,27 @@ std::vector<std::string> check(const Scenario& s, Choices& c, const std::string&
   };
   compare("read ahead", "plain", args, run(plain, vexil, args, "1"), merged);
 
-  const char* const compressors[][2] = {{"gzip", "gzip -c"},       {"zstd", "zstd -qc"},
-                                        {"xz", "xz -c -0"},        {"pzstd", "pzstd -q -p 2 -c"},
-                                        {"gzip-padded", "padded"}, {"zstd-frames", "split"}};
-  for (const auto& compressor : compressors) {
-    const std::string name = compressor[0], command = compressor[1];
+  // Compressed here (pzstd, whose files open with a skippable frame, by the tool).
+  const std::pair<const char*, std::string (*)(const std::string&)> compressors[] = {
+      {"gzip", [](const std::string& t) { return gzip(t); }},
+      {"gzip-padded", [](const std::string& t) { return gzip(t) + std::string(1000, '\0'); }},
+      {"zstd", [](const std::string& t) { return zstd(t, t.size()); }},
+      {"zstd-frames", [](const std::string& t) { return zstd(t, 1000); }},  // flushed often
+      {"xz", xz},
+      {"pzstd", nullptr}};
+  for (const auto& [name, compress] : compressors) {
     const std::string sub = dir + "/" + name;
     write_files(s, sub, [&](const File& f, const std::string& path) {
-      const std::string text = path + ".txt";
-      write(text, f.text());
-      const std::string cmd =
-          std::string(command) == "split"
-              // frames of 1,000 bytes each, as a writer that flushes often
-              ? "split -b 1000 --filter='zstd -qc' '" + text + "' >'" + path + "'"
-              : command == "padded"  // zeros after the stream, as tapes leave them
-                    ? "{ gzip -c '" + text + "'; head -c 1000 /dev/zero; } >'" + path + "'"
-                    : command + " '" + text + "' >'" + path + "'";
+      if (compress != nullptr) {
+        write(path, compress(f.text()));
+        return;
+      }
+      write(path + ".txt", f.text());
+      const std::string cmd = "pzstd -q -p 2 -c '" + path + ".txt' >'" + path + "'";
       if (std::system(cmd.c_str()) != 0) {
         failed.push_back(cmd + " failed");
       }
-      fs::remove(text);
+      fs::remove(path + ".txt");
     });
     compare(name, name, args, run(sub, vexil, args), merged);
   }
