@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The differential harness over random scenarios (see differential.h), in shards that ctest runs
-// side by side. VEXIL_DIFFERENTIAL_SCENARIOS (default 1200) sets how many, in all;
+// side by side. VEXIL_DIFFERENTIAL_SCENARIOS (default 2000) sets how many, in all;
 // VEXIL_DIFFERENTIAL_SEED (default 1) the first seed. A failing scenario names its seed and keeps
 // its directory, with the commands of each relation in "commands".
 #include "differential.h"
@@ -19,7 +19,7 @@ std::uint64_t setting(const char* name, std::uint64_t otherwise) {
 class Differential : public ::testing::TestWithParam<int> {};
 
 TEST_P(Differential, EveryPathPrintsWhatThePlainMergePrints) {
-  const std::uint64_t scenarios = setting("VEXIL_DIFFERENTIAL_SCENARIOS", 1200);
+  const std::uint64_t scenarios = setting("VEXIL_DIFFERENTIAL_SCENARIOS", 2000);
   const std::uint64_t first = setting("VEXIL_DIFFERENTIAL_SEED", 1);
   for (std::uint64_t i = static_cast<std::uint64_t>(GetParam()); i < scenarios; i += kShards) {
     const std::uint64_t seed = first + i;
