@@ -123,19 +123,21 @@ std::string cell(Choices& c, bool well_formed, bool after_time) {
 File statistics_file(Choices& c, const std::string& name, std::int64_t start, bool well_formed,
                      bool in_order) {
   File f{name, {}, true};
-  const std::uint64_t shape = c.below(100);
-  if (shape < 5) {
+  const std::uint64_t shape = c.below(1000);
+  if (shape < 50) {
     return f;  // empty
   }
   std::vector<std::string> names = header(c, well_formed);
   f.lines.push_back({"#" + join(names)});
-  if (shape < 10) {
+  if (shape < 100) {
     return f;  // a header only
   }
-  // Mostly a few rows; some across the read-ahead batches, a few across the reader's blocks.
-  const std::uint64_t rows = shape < 85   ? c.below(60)
-                             : shape < 97 ? 100 + c.below(600)
-                                          : 3000 + c.below(3000);
+  // Mostly a few rows; some across the read-ahead batches, a few across the reader's and the
+  // window search's blocks (of 64 KiB and 1 MiB) and the decompressing reader's ring (1 MiB).
+  const std::uint64_t rows = shape < 850   ? c.below(60)
+                             : shape < 970 ? 100 + c.below(600)
+                             : shape < 995 ? 3000 + c.below(3000)
+                                           : 25000 + c.below(20000);
   const std::int64_t rate = std::vector<std::int64_t>{1, 10, 30, 60, 90}[c.below(5)];
   std::int64_t t = start;
   for (std::uint64_t r = 0; r < rows; ++r) {
@@ -508,7 +510,9 @@ std::vector<std::string> check(const Scenario& s, Choices& c, const std::string&
       {"zstd-frames", [](const std::string& t) { return zstd(t, 1000); }},  // flushed often
       {"xz", xz},
       {"pzstd", nullptr}};
-  for (const auto& [name, compress] : compressors) {
+  for (const auto& compressor : compressors) {
+    const std::string name = compressor.first;
+    const auto compress = compressor.second;
     const std::string sub = dir + "/" + name;
     write_files(s, sub, [&](const File& f, const std::string& path) {
       if (compress != nullptr) {
