@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -43,6 +44,12 @@ inline std::string slurp(const std::string& path) {
   _exit(127);
 }
 
+// waitpid, again when a signal interrupts it (the fuzzer's timer does, every second).
+inline void wait_for(pid_t pid, int* status) {
+  while (waitpid(pid, status, 0) < 0 && errno == EINTR) {
+  }
+}
+
 struct RunResult {
   std::string out, err;
   int status = -1;  // exit status, or 128 + signal
@@ -66,7 +73,7 @@ inline RunResult run(const std::string& program, std::vector<std::string> args,
     exec(program, std::move(args));
   }
   int status = 0;
-  waitpid(pid, &status, 0);
+  wait_for(pid, &status);
   return {slurp(out), slurp(err), WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)};
 }
 
@@ -95,7 +102,7 @@ class Spawned {
   ~Spawned() {
     if (pid_ > 0) {
       kill(pid_, SIGKILL);
-      waitpid(pid_, nullptr, 0);
+      wait_for(pid_, nullptr);
     }
     close(out_);
   }
@@ -105,7 +112,7 @@ class Spawned {
     kill(pid_, sig);
     read(SIZE_MAX, std::chrono::minutes(1));
     int status = 0;
-    waitpid(pid_, &status, 0);
+    wait_for(pid_, &status);
     pid_ = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   }
