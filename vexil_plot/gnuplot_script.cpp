@@ -144,11 +144,11 @@ double tidy(double v) {
   return std::strtod(text, nullptr);
 }
 
-// A picture's axis: the data with headroom, and a round step (1, 2 or 5 times a power of ten)
-// that cuts it into about five parts.
-Range picture_axis(Range r) {
+// A picture's axis height pixels high: the data with headroom, and a round step (1, 2 or 5 times
+// a power of ten) that cuts it into about five parts, fewer on a low axis.
+Range picture_axis(Range r, double height) {
   r.high += (r.high - r.low) * 0.08;
-  const double raw = (r.high - r.low) / 5;
+  const double raw = (r.high - r.low) / std::clamp(std::floor(height / 24), 2.0, 5.0);
   const double power = std::pow(10.0, std::floor(std::log10(raw)));
   r.step = 10 * power;
   for (double m : {5.0, 2.0, 1.0}) {
@@ -189,6 +189,7 @@ struct PanelLayout {
   double plot = 0;                 // the height of the plot
   double key_columns = 1;          // 0: no legend
   bool key_below_heading = false;  // else the legend's first line is the heading's
+  std::string heading;
 };
 
 class ScriptWriter {
@@ -268,12 +269,14 @@ class ScriptWriter {
     }
   }
 
-  std::string heading(const Panel& panel) const {
+  // A picture's heading says how the values were made, unless that alone would push the legend
+  // below it; a text heading gives the unit, which a text terminal cannot turn on its side.
+  std::string heading(const Panel& panel, bool with_note) const {
     if (text_only()) {
       return cut(panel.title + " (" + panel.y_label + ")",
                  static_cast<std::size_t>(terminal.width - metrics.left));
     }
-    return panel.note.empty() ? panel.title : panel.title + " (" + panel.note + ")";
+    return panel.note.empty() || !with_note ? panel.title : panel.title + " (" + panel.note + ")";
   }
 
   // The characters of a legend name that fit across the plot.
@@ -297,9 +300,16 @@ class ScriptWriter {
     layout.panel = p;
     layout.key_columns = std::clamp(std::floor(plot_width() / entry), 1.0, n);
     const double key_lines = std::ceil(n / layout.key_columns);
-    layout.key_below_heading = static_cast<double>(heading(panel).size() + 1) * metrics.char_width
-                                   + layout.key_columns * entry
-                               > plot_width();
+    const auto beside = [&](const std::string& heading) {
+      return static_cast<double>(heading.size() + 1) * metrics.char_width
+                 + layout.key_columns * entry
+             <= plot_width();
+    };
+    layout.heading = heading(panel, true);
+    if (!beside(layout.heading) && beside(heading(panel, false))) {
+      layout.heading = heading(panel, false);
+    }
+    layout.key_below_heading = !beside(layout.heading);
     layout.header = metrics.pad + metrics.line * (key_lines + (layout.key_below_heading ? 1 : 0));
     if (text_only() && layout.header + 2 > terminal.height - metrics.title - metrics.bottom) {
       layout.key_columns = 0;  // a legend higher than the page: the lines go without one
@@ -378,7 +388,7 @@ class ScriptWriter {
     text += "set tmargin at " + screen(plot_top) + "\n";
     text += "set bmargin at " + screen(plot_top - l.plot + (text_only() ? line : 0)) + "\n";
     const double heading_line = top - metrics.pad - (text_only() ? 0 : line / 2);
-    text += "set label 1 " + gnuplot_quote(heading(panel)) + " at graph 0, " + screen(heading_line)
+    text += "set label 1 " + gnuplot_quote(l.heading) + " at graph 0, " + screen(heading_line)
             + " left" + (text_only() ? "" : " font ',12'") + "\n";
     // A text legend's first line lies a line below the position of its top.
     const double key_top =
@@ -391,7 +401,7 @@ class ScriptWriter {
       text += "set ylabel " + gnuplot_quote(panel.y_label) + "\n";
     }
     const Range data = data_range(points[l.panel]);
-    const Range axis = text_only() ? text_axis(data, l.plot) : picture_axis(data);
+    const Range axis = text_only() ? text_axis(data, l.plot) : picture_axis(data, l.plot);
     text += "set yrange [" + number(axis.low) + ":" + number(axis.high) + "]\n";
     text += "set ytics " + number(axis.step) + "\n";
     const bool big = std::max(std::fabs(axis.low), std::fabs(axis.high)) >= 10000;
