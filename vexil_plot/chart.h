@@ -14,14 +14,12 @@ struct Series {
   std::string label;
   std::string colour;  // "#rrggbb"
   std::vector<double> values;
-  bool right_axis = false;  // drawn against the panel's second axis, on its right
 };
 
 struct Panel {
   std::string title;
-  std::string y_label;   // the unit
-  std::string y2_label;  // the unit of the right axis, when a series uses it
-  std::string note;      // after the title: how the values were made (per second, levels, ...)
+  std::string y_label;  // the unit
+  std::string note;     // after the title: how the values were made (per second, levels, ...)
   std::vector<Series> series;
 };
 

@@ -38,7 +38,7 @@ std::vector<Panel> column_panels(const SeriesTable& table, const std::vector<std
       auto panel = std::find_if(by_class[c].begin(), by_class[c].end(),
                                 [&](const Panel& p) { return p.y_label == unit; });
       if (panel == by_class[c].end()) {
-        panel = by_class[c].insert(by_class[c].end(), Panel{pattern, unit, "", class_notes[c], {}});
+        panel = by_class[c].insert(by_class[c].end(), Panel{pattern, unit, class_notes[c], {}});
       }
       panel->series.push_back(Series{column.name + " (" + kind_words(column.kind) + ")",
                                      palette_colour(k), drawn_values(column, bucket)});

@@ -35,29 +35,25 @@ std::vector<double> combine(const Column& a, const Column& b, const Combine& f) 
   return out;
 }
 
-// Drops are commonly a thousandth of the packets received or less, so on the axis of the
-// packets they lie flat along zero. They get the panel's second axis, on the right, scaled to
-// their own range: a change in the drops shows as plainly as one in the traffic, and the two
-// stay on one time axis side by side. Not a log scale: the usual bucket has no drops at all,
-// which a log scale cannot show, and it flattens the very changes one looks for. Not a panel of
-// their own: a panel costs lines a text chart in a terminal does not have.
 void add_packets(const SeriesTable& table, std::int64_t bucket, std::vector<Panel>& panels) {
-  Panel panel{"Packets received and dropped", "packets/s", "", "bucket sums per second", {}};
+  Panel panel{"Packets received", "packets/s", "bucket sums per second", {}};
   if (const Column* c = table.find("daq.received")) {
     panel.series.push_back(Series{c->name, palette_colour(SC_RECEIVED), drawn_values(*c, bucket)});
-  }
-  if (const Column* c = table.find("daq.dropped")) {
-    panel.y2_label = "dropped packets/s";
-    panel.series.push_back(
-        Series{c->name + " (right)", palette_colour(SC_DROPPED), drawn_values(*c, bucket), true});
   }
   panels.push_back(std::move(panel));
 }
 
-void add_drops(const SeriesTable& table, std::vector<Panel>& panels) {
+// The drops as a share of all packets, in a panel of their own. Drops are commonly a thousandth
+// of the traffic or less: on the axis of the packets received they lie flat along zero, and on a
+// second axis scaled to their own range they lie exactly on the packets whenever they are a
+// fixed share of them, which hides the one thing to see. The share reads at a glance: flat when
+// the drops merely follow the traffic, rising when the sensor falls behind, and its axis says
+// how much. The drops per second are the share times the packets above (-c daq.dropped draws
+// them), and only when the packets received are missing are they drawn instead.
+void add_drops(const SeriesTable& table, std::int64_t bucket, std::vector<Panel>& panels) {
   const Column* received = table.find("daq.received");
   const Column* dropped = table.find("daq.dropped");
-  Panel panel{"Drops", "% of packets", "", "dropped / (received + dropped)", {}};
+  Panel panel{"Drops", "% of packets", "dropped / (received + dropped)", {}};
   if (received != nullptr && dropped != nullptr) {
     panel.series.push_back(Series{"daq.dropped (% of packets)", palette_colour(SC_DROPPED),
                                   combine(*dropped, *received, [](double d, double r) {
@@ -66,12 +62,17 @@ void add_drops(const SeriesTable& table, std::vector<Panel>& panels) {
   } else if (const Column* c = table.find("stats.pkt_drop_percent")) {
     panel.note = "bucket averages";
     panel.series.push_back(Series{c->name, palette_colour(SC_DROPPED), c->values});
+  } else if (dropped != nullptr) {
+    panel.y_label = "packets/s";
+    panel.note = "bucket sums per second";
+    panel.series.push_back(
+        Series{dropped->name, palette_colour(SC_DROPPED), drawn_values(*dropped, bucket)});
   }
   panels.push_back(std::move(panel));
 }
 
 void add_throughput(const SeriesTable& table, std::int64_t bucket, std::vector<Panel>& panels) {
-  Panel panel{"Throughput", "Mbit/s", "", "average rate of each bucket", {}};
+  Panel panel{"Throughput", "Mbit/s", "average rate of each bucket", {}};
   if (const Column* c = table.find("daq.rx_bytes")) {
     std::vector<double> mbits = drawn_values(*c, bucket);
     for (double& v : mbits) {
@@ -87,7 +88,7 @@ void add_throughput(const SeriesTable& table, std::int64_t bucket, std::vector<P
 }
 
 void add_sessions(const SeriesTable& table, std::vector<Panel>& panels) {
-  Panel panel{"TCP sessions", "sessions", "", "levels: last value and maximum of each bucket", {}};
+  Panel panel{"TCP sessions", "sessions", "levels: last value and maximum of each bucket", {}};
   if (const Column* c = table.find("stream_tcp.sessions")) {
     panel.series.push_back(Series{c->name, palette_colour(SC_SESSIONS), c->values});
   }
@@ -121,7 +122,7 @@ void add_cpu(const SeriesTable& table, std::vector<Panel>& panels) {
     }
   }
   std::sort(threads.begin(), threads.end());
-  Panel panel{"CPU per packet thread", "% of wall time", "", "user + system time / wall time", {}};
+  Panel panel{"CPU per packet thread", "% of wall time", "user + system time / wall time", {}};
   for (long n : threads) {
     const std::string thread = "thread_" + std::to_string(n);
     const Column* user = table.find(thread + ".cpu_user");
@@ -161,7 +162,7 @@ const std::vector<std::string_view>& dashboard_columns() {
 std::vector<Panel> dashboard(const SeriesTable& table, std::int64_t bucket) {
   std::vector<Panel> panels;
   add_packets(table, bucket, panels);
-  add_drops(table, panels);
+  add_drops(table, bucket, panels);
   add_throughput(table, bucket, panels);
   add_sessions(table, panels);
   add_cpu(table, panels);

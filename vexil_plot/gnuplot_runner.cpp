@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
@@ -144,11 +145,12 @@ std::string gnuplot_text(const std::string& script) {
   Pipe output;
   std::string text;
   run(script, {}, &output, &text);
-  // The text terminal starts its page with a form feed, which a terminal shows as one more line,
+  // The text terminal starts each page with a form feed, which a terminal shows as one more line,
   // and ends its last line without a newline.
   if (text.starts_with('\f')) {
     text.erase(0, 1);
   }
+  std::replace(text.begin(), text.end(), '\f', '\n');
   if (!text.empty() && !text.ends_with('\n')) {
     text += '\n';
   }

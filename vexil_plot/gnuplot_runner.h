@@ -15,8 +15,8 @@ namespace vexil {
 // installed (saying how to install it), cannot be started, or does not end with status 0.
 // started, when given, learns gnuplot's process id as soon as it runs, and 0 once it has ended.
 void run_gnuplot(const std::string& script, const std::function<void(pid_t)>& started = {});
-// Runs a script that draws text on gnuplot's standard output, and returns that text without the
-// form feed that starts it, ending in a newline.
+// Runs a script that draws text on gnuplot's standard output, and returns that text, its pages
+// one after the other without form feeds, ending in a newline.
 std::string gnuplot_text(const std::string& script);
 
 }  // namespace vexil

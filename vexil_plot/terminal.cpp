@@ -33,11 +33,11 @@ TerminalKind picture_kind(const std::string& path) {
 
 namespace {
 
-// The smallest size at which panels panels still fit, with room for their labels: in text, a
-// line for the title, two for the time labels, and a heading and three lines each panel.
+// The smallest size at which panels panels still fit, with room for their labels. A text chart
+// goes on as many pages of its height as it needs: a page holds at least a line for the title,
+// one for the time labels, and a panel's heading and five lines.
 Terminal smallest(TerminalKind kind, int panels) {
-  return kind == TK_TEXT ? Terminal{kind, 40, 3 + 4 * panels}
-                         : Terminal{kind, 400, 130 + 60 * panels};
+  return kind == TK_TEXT ? Terminal{kind, 40, 8} : Terminal{kind, 400, 130 + 60 * panels};
 }
 
 // A positive number of at most 5 digits in the environment variable name, or 0.

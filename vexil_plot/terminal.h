@@ -23,7 +23,7 @@ TerminalKind picture_kind(const std::string& path);
 
 // The terminal for -o path ("" for text) and panels panels, at the size asked for. 0 x 0 asks
 // for the default: 1600x1000 pixels (higher for many panels), or for text the size of the
-// terminal on standard output when there is one, and at least 12 lines a panel. Throws
+// terminal on standard output when there is one, less a line for the prompt. Throws
 // std::runtime_error for an extension it does not know or a size too small for the panels.
 Terminal make_terminal(const std::string& path, int width, int height, int panels);
 
