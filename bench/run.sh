@@ -98,12 +98,13 @@ commands() {
   cmd_floor=("$build/bench/floor" "${files[@]}")
   cmd_vexil=("$build/vexil/vexil" -d "$data" "${logdirs[@]}" -f perf.csv "${supplemental[@]}")
   cmd_vexil_one=(taskset -c 0 "${cmd_vexil[@]}")
+  cmd_vexil_strict=("$build/vexil/vexil" --strict -d "$data" "${logdirs[@]}" -f perf.csv "${supplemental[@]}")
   cmd_mlr=(env GOMAXPROCS=1 mlr --icsv --ocsv put '$bucket = $[[[1]]] - $[[[1]]] % 300'
     'then' stats1 -a sum --fx '^(#.*|bucket)$' -g bucket "${files[@]}")
   cmd_duckdb=(env "NODE_PATH=$node_path" node -e "$duckdb_script" "${files[@]}")
-  declare -gA labels=([floor]=floor [vexil]=vexil [vexil_one]="vexil, 1 processor"
+  declare -gA labels=([floor]=floor [vexil]=vexil [vexil_one]="vexil, 1 processor" [vexil_strict]="vexil --strict"
     [mlr]="mlr (1 thread)" [duckdb]="duckdb (1 thread)")
-  tools=(floor vexil vexil_one)
+  tools=(floor vexil vexil_one vexil_strict)
   compressed_commands
   [[ "${VEXIL_BENCH_OTHERS:-1}" == 0 ]] && return
   command -v mlr >/dev/null && tools+=(mlr)
@@ -145,18 +146,19 @@ compressed_commands() {
   tools+=(vexil_gz gunzip vexil_zst unzstd)
 }
 
-# measure NAME: one timed run; appends "NAME microseconds max-RSS-KiB" to the results.
+# measure NAME: one timed run; appends "NAME microseconds max-RSS-KiB processor-seconds" to the
+# results.
 measure() {
   local -n cmd="cmd_$1"
   local t0 t1
   t0=${EPOCHREALTIME/./}
-  if ! /usr/bin/time -f %M -o "$tmp/rss" "${cmd[@]}" >/dev/null 2>"$tmp/err"; then
+  if ! /usr/bin/time -f '%M %U %S' -o "$tmp/rss" "${cmd[@]}" >/dev/null 2>"$tmp/err"; then
     echo "$1 failed:" >&2
     cat "$tmp/err" >&2
     exit 1
   fi
   t1=${EPOCHREALTIME/./}
-  echo "$1 $((t1 - t0)) $(tail -n 1 "$tmp/rss")" >>"$tmp/results"
+  echo "$1 $((t1 - t0)) $(tail -n 1 "$tmp/rss" | awk '{ print $1, $2 + $3 }')" >>"$tmp/results"
 }
 
 # stats NAME: "median-microseconds max-RSS-KiB" of its runs.
@@ -174,6 +176,18 @@ ratio() {
   awk -v a="$a" -v b="$b" -v text="$3" 'BEGIN { printf "%s: %.2f\n", text, a / b }'
 }
 
+# cpu_median NAME: the median processor time (user + system seconds) of its runs.
+cpu_median() {
+  awk -v name="$1" '$1 == name { print $4 }' "$tmp/results" | sort -g | awk '
+    { t[NR] = $1 } END { print (NR % 2) ? t[(NR + 1) / 2] : (t[NR / 2] + t[NR / 2 + 1]) / 2 }'
+}
+
+# cpu_ratio A B TEXT: the median processor time of A over that of B.
+cpu_ratio() {
+  awk -v a="$(cpu_median "$1")" -v b="$(cpu_median "$2")" -v text="$3" \
+    'BEGIN { printf "%s: %.2f\n", text, a / b }'
+}
+
 report() {
   local name median rss floor_median
   read -r floor_median rss < <(stats floor)
@@ -189,6 +203,7 @@ report() {
   done
   ratio vexil_one floor "vexil on one processor / floor (target: 1.2 at most)"
   ratio vexil floor "vexil / floor (target: 0.6 at most on 2 processors)"
+  cpu_ratio vexil_strict vexil "processor time of vexil --strict / vexil (target: 1.3 at most)"
   if [[ -v 'labels[vexil_gz]' ]]; then
     ratio vexil_gz gunzip "vexil on the gzip -6 files / gzip -dc of them in turn"
     ratio vexil_zst vexil "vexil on the zstd -3 files / vexil on the plain files"

@@ -2,6 +2,7 @@
 #include "strict_check.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <stdexcept>
 #include <string_view>
@@ -24,18 +25,36 @@ std::vector<std::string_view> cells(std::string_view text) {
   }
 }
 
-bool all_digits(std::string_view s) {
-  return !s.empty() && std::all_of(s.begin(), s.end(), [](char c) { return c >= '0' && c <= '9'; });
+// The kind of each byte for the one pass over a data line.
+enum ByteClass : unsigned char {
+  kOther,
+  kDigit,
+  kMinus,
+  kPoint,
+  kComma,
+  kCarriageReturn,
+  kControl
+};
+
+constexpr std::array<ByteClass, 256> byte_classes() {
+  std::array<ByteClass, 256> classes{};
+  for (int c = 0; c < 256; ++c) {
+    const bool control = (c < ' ' && c != '\t') || c == 0x7f;
+    classes[static_cast<std::size_t>(c)] = c == '\r'              ? kCarriageReturn
+                                           : control              ? kControl
+                                           : c >= '0' && c <= '9' ? kDigit
+                                           : c == '-'             ? kMinus
+                                           : c == '.'             ? kPoint
+                                           : c == ','             ? kComma
+                                                                  : kOther;
+  }
+  return classes;
 }
 
-// An optional minus, digits, and optionally a point and more digits.
-bool is_decimal(std::string_view s) {
-  if (!s.empty() && s[0] == '-') {
-    s.remove_prefix(1);
-  }
-  const std::size_t point = s.find('.');
-  return all_digits(s.substr(0, point))
-         && (point == std::string_view::npos || all_digits(s.substr(point + 1)));
+constexpr std::array<ByteClass, 256> kByteClass = byte_classes();
+
+bool is_digit(char c) {
+  return static_cast<unsigned char>(c - '0') < 10;
 }
 
 }  // namespace
@@ -46,39 +65,71 @@ void StrictCheck::fail(std::uint64_t number, const std::string& reason) const {
 
 void StrictCheck::operator()(const char* line, std::size_t size, std::uint64_t number) {
   const std::string_view text(line, size);
-  for (const char c : text) {
-    if (c == '\r') {
-      fail(number, "carriage return");
-    }
-    if ((c >= 0 && c < ' ' && c != '\t') || c == 0x7f) {
-      fail(number, "byte that is not text");
-    }
-  }
   if (!text.empty() && text[0] == '#') {
+    for (const char c : text) {
+      check_byte(kByteClass[static_cast<unsigned char>(c)], number);
+    }
     read_header(line, number);
     return;
+  }
+  // One pass over the bytes, cell by cell: an optional minus, digits, a point and digits, then
+  // whatever else the cell holds. A byte that is not text wins over any other fault of the line,
+  // so the first cell that is not a number of its kind is only remembered until the line's end.
+  std::size_t cell = 0, bad = SIZE_MAX;
+  std::string_view bad_text, time_text;
+  for (const char *p = line, *end = line + size;; ++p) {
+    const char* start = p;
+    const bool minus = p < end && *p == '-';
+    p += minus ? 1 : 0;
+    const char* digits = p;
+    while (p < end && is_digit(*p)) {
+      ++p;
+    }
+    const bool whole = p > digits;
+    const bool point = p < end && *p == '.';
+    bool fraction = false;
+    if (point) {
+      for (++p; p < end && is_digit(*p); ++p) {
+        fraction = true;
+      }
+    }
+    bool odd = false;
+    for (; p < end && *p != ','; ++p) {
+      check_byte(kByteClass[static_cast<unsigned char>(*p)], number);
+      odd = true;
+    }
+    const bool number_of_kind = cell < integer.size()
+                                && (integer[cell] ? whole && !minus && !point && !odd
+                                                  : whole && !odd && (!point || fraction));
+    if (bad == SIZE_MAX && cell < integer.size() && !number_of_kind) {
+      bad = cell;
+      bad_text = std::string_view(start, static_cast<std::size_t>(p - start));
+    }
+    if (cell == time_column) {
+      time_text = std::string_view(start, static_cast<std::size_t>(p - start));
+    }
+    ++cell;
+    if (p == end) {
+      break;
+    }
   }
   if (names.empty()) {
     fail(number, "data line before any header line");
   }
-  const auto count = static_cast<std::size_t>(std::count(text.begin(), text.end(), ',')) + 1;
-  if (count != names.size()) {
+  if (cell != names.size()) {
     fail(number,
-         std::to_string(count) + " cells where the header has " + std::to_string(names.size()));
+         std::to_string(cell) + " cells where the header has " + std::to_string(names.size()));
   }
+  // The cells in order: the first that is not a number of its kind, or a time out of range.
   std::int64_t time = 0;
-  for (std::size_t i = 0, at = 0; i < count; ++i) {
-    const std::size_t comma = std::min(text.find(',', at), text.size());
-    const std::string_view cell = text.substr(at, comma - at);
-    if (integer[i] ? !all_digits(cell) : !is_decimal(cell)) {
-      fail(number, names[i] + " is not " + (integer[i] ? "an unsigned integer" : "a decimal")
-                       + ": '" + std::string(cell) + "'");
-    }
-    if (i == time_column
-        && std::from_chars(cell.data(), cell.data() + cell.size(), time).ec != std::errc()) {
-      fail(number, "time out of range: " + std::string(cell));
-    }
-    at = comma + 1;
+  if ((bad == SIZE_MAX || time_column < bad)
+      && std::from_chars(time_text.data(), time_text.data() + time_text.size(), time).ec
+             != std::errc()) {
+    fail(number, "time out of range: " + std::string(time_text));
+  }
+  if (bad != SIZE_MAX) {
+    fail(number, names[bad] + " is not " + (integer[bad] ? "an unsigned integer" : "a decimal")
+                     + ": '" + std::string(bad_text) + "'");
   }
   if (any_row && time < last_time) {
     fail(number, "time " + std::to_string(time) + " is before the time " + std::to_string(last_time)
@@ -86,6 +137,15 @@ void StrictCheck::operator()(const char* line, std::size_t size, std::uint64_t n
   }
   last_time = time;
   any_row = true;
+}
+
+void StrictCheck::check_byte(unsigned char byte_class, std::uint64_t number) const {
+  if (byte_class == kCarriageReturn) {
+    fail(number, "carriage return");
+  }
+  if (byte_class == kControl) {
+    fail(number, "byte that is not text");
+  }
 }
 
 void StrictCheck::read_header(const char* line, std::uint64_t number) {

@@ -30,6 +30,7 @@ class StrictCheck {
 
  private:
   [[noreturn]] void fail(std::uint64_t number, const std::string& reason) const;
+  void check_byte(unsigned char byte_class, std::uint64_t number) const;
   void read_header(const char* line, std::uint64_t number);
 
   std::string path;
