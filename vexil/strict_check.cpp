@@ -2,7 +2,6 @@
 #include "strict_check.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <stdexcept>
 #include <string_view>
@@ -25,34 +24,6 @@ std::vector<std::string_view> cells(std::string_view text) {
   }
 }
 
-// The kind of each byte for the one pass over a data line.
-enum ByteClass : unsigned char {
-  kOther,
-  kDigit,
-  kMinus,
-  kPoint,
-  kComma,
-  kCarriageReturn,
-  kControl
-};
-
-constexpr std::array<ByteClass, 256> byte_classes() {
-  std::array<ByteClass, 256> classes{};
-  for (int c = 0; c < 256; ++c) {
-    const bool control = (c < ' ' && c != '\t') || c == 0x7f;
-    classes[static_cast<std::size_t>(c)] = c == '\r'              ? kCarriageReturn
-                                           : control              ? kControl
-                                           : c >= '0' && c <= '9' ? kDigit
-                                           : c == '-'             ? kMinus
-                                           : c == '.'             ? kPoint
-                                           : c == ','             ? kComma
-                                                                  : kOther;
-  }
-  return classes;
-}
-
-constexpr std::array<ByteClass, 256> kByteClass = byte_classes();
-
 bool is_digit(char c) {
   return static_cast<unsigned char>(c - '0') < 10;
 }
@@ -67,7 +38,7 @@ void StrictCheck::operator()(const char* line, std::size_t size, std::uint64_t n
   const std::string_view text(line, size);
   if (!text.empty() && text[0] == '#') {
     for (const char c : text) {
-      check_byte(kByteClass[static_cast<unsigned char>(c)], number);
+      check_byte(c, number);
     }
     read_header(line, number);
     return;
@@ -95,7 +66,7 @@ void StrictCheck::operator()(const char* line, std::size_t size, std::uint64_t n
     }
     bool odd = false;
     for (; p < end && *p != ','; ++p) {
-      check_byte(kByteClass[static_cast<unsigned char>(*p)], number);
+      check_byte(*p, number);
       odd = true;
     }
     const bool number_of_kind = cell < integer.size()
@@ -139,11 +110,11 @@ void StrictCheck::operator()(const char* line, std::size_t size, std::uint64_t n
   any_row = true;
 }
 
-void StrictCheck::check_byte(unsigned char byte_class, std::uint64_t number) const {
-  if (byte_class == kCarriageReturn) {
+void StrictCheck::check_byte(char c, std::uint64_t number) const {
+  if (c == '\r') {
     fail(number, "carriage return");
   }
-  if (byte_class == kControl) {
+  if ((c >= 0 && c < ' ' && c != '\t') || c == 0x7f) {
     fail(number, "byte that is not text");
   }
 }

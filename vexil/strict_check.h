@@ -30,7 +30,7 @@ class StrictCheck {
 
  private:
   [[noreturn]] void fail(std::uint64_t number, const std::string& reason) const;
-  void check_byte(unsigned char byte_class, std::uint64_t number) const;
+  void check_byte(char c, std::uint64_t number) const;  // fails at a byte that is not text
   void read_header(const char* line, std::uint64_t number);
 
   std::string path;
