@@ -9,7 +9,7 @@
 # any prefix given to `cmake --install --prefix` and into the Debian packages built by CPack.
 #
 # Every file belongs to one of three install components, one Debian package each, split as Debian
-# splits a library and its users: `library` (libperflib7: the shared library and its SONAME link),
+# splits a library and its users: `library` (libperflib8: the shared library and its SONAME link),
 # `development` (libperflib-dev: headers, CMake package, pkg-config file, the unversioned link) and
 # `programs` (vexil: the two programs with their manual pages, completions and example unit).
 # What only a Debian package carries (the system user of the example unit, each package's
@@ -90,7 +90,7 @@ install(CODE "
 install(FILES "${perflib_pc_staged}" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
   COMPONENT development)
 
-# The Debian packages: `cpack` in the build directory writes libperflib7_<version>_<arch>.deb,
+# The Debian packages: `cpack` in the build directory writes libperflib8_<version>_<arch>.deb,
 # libperflib-dev_<version>_<arch>.deb and vexil_<version>_<arch>.deb.
 set(vexil_deb_packages library libperflib${PROJECT_VERSION_MAJOR} development libperflib-dev
   programs vexil)
