@@ -150,6 +150,11 @@ This package holds the shared library.")
 # The shlibs file of the library package (only it holds a shared library), and the ldconfig
 # trigger that goes with a shared library.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+# And its symbols file, recorded with the binary interface (perflib/abi, ./dev abi): a package
+# built against perflib depends on the release that brought the newest symbol it uses.
+configure_file("${PROJECT_SOURCE_DIR}/perflib/abi/libperflib${PROJECT_VERSION_MAJOR}.symbols"
+  "${PROJECT_BINARY_DIR}/debian/library/symbols" COPYONLY)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/debian/library/symbols")
 set(CPACK_POST_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/cmake/debian/ldconfig_trigger.cmake")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
