@@ -34,6 +34,8 @@ enum LayoutVersion : std::uint8_t {
 
 class ContextImpl;
 
+// The public members are frozen for the life of the soname (perflib/abi); what the layout keeps
+// for itself is behind impl.
 class PERFLIB_EXPORT Context {
  public:
   // Parses a header line ("#name,name,...\n"), tokenising it in place. A null line, or a line

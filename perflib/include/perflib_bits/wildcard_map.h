@@ -57,6 +57,8 @@ class PERFLIB_EXPORT WildcardPattern {
 // Turns a pattern name into its regular-expression text.
 PERFLIB_EXPORT std::string wildcard_to_regex(std::string_view pattern_name);
 
+// Defined here and instantiated by its users: its members are frozen for the life of the soname
+// (perflib/abi), and the matching itself is WildcardPattern's, behind its pointer.
 template <class T>
 class WildcardMap {
  public:
