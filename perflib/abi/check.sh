@@ -33,8 +33,10 @@ debian=$dir/libperflib$major.symbols
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 
+# The paths of the sources are written from the top of the repository, whatever machine built it.
+root=$(cd "$dir/../.." && pwd)
 abidw --no-corpus-path --no-show-locs --suppressions "$dir/perflib.abignore" \
-  --headers-dir "$dir/../include" --drop-private-types "$lib" >"$tmp/abi"
+  --headers-dir "$dir/../include" --drop-private-types "$lib" | sed "s|='$root/|='|g" >"$tmp/abi"
 sh "$dir/symbols.sh" "$lib" >"$tmp/symbols"
 
 if [ -f "$baseline" ]; then
