@@ -9,7 +9,7 @@
 # any prefix given to `cmake --install --prefix` and into the Debian packages built by CPack.
 #
 # Every file belongs to one of three install components, one Debian package each, split as Debian
-# splits a library and its users: `library` (libperflib7: the shared library and its SONAME link),
+# splits a library and its users: `library` (libperflib8: the shared library and its SONAME link),
 # `development` (libperflib-dev: headers, CMake package, pkg-config file, the unversioned link) and
 # `programs` (vexil: the two programs with their manual pages, completions and example unit).
 # What only a Debian package carries (the system user of the example unit, each package's
@@ -90,7 +90,7 @@ install(CODE "
 install(FILES "${perflib_pc_staged}" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
   COMPONENT development)
 
-# The Debian packages: `cpack` in the build directory writes libperflib7_<version>_<arch>.deb,
+# The Debian packages: `cpack` in the build directory writes libperflib8_<version>_<arch>.deb,
 # libperflib-dev_<version>_<arch>.deb and vexil_<version>_<arch>.deb.
 set(vexil_deb_packages library libperflib${PROJECT_VERSION_MAJOR} development libperflib-dev
   programs vexil)
@@ -150,6 +150,11 @@ This package holds the shared library.")
 # The shlibs file of the library package (only it holds a shared library), and the ldconfig
 # trigger that goes with a shared library.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+# And its symbols file, recorded with the binary interface (perflib/abi, ./dev abi): a package
+# built against perflib depends on the release that brought the newest symbol it uses.
+configure_file("${PROJECT_SOURCE_DIR}/perflib/abi/libperflib${PROJECT_VERSION_MAJOR}.symbols"
+  "${PROJECT_BINARY_DIR}/debian/library/symbols" COPYONLY)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/debian/library/symbols")
 set(CPACK_POST_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/cmake/debian/ldconfig_trigger.cmake")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)

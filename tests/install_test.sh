@@ -31,7 +31,7 @@ for file in bin/vexil "$libdir/libperflib.so.$version" "$libdir/libperflib.so" i
   [ -e "$prefix/$file" ] || fail "not installed: $file"
 done
 # What only the Debian packages carry stays out of a prefix.
-for file in lib/sysusers.d share/lintian share/doc/libperflib7 share/doc/libperflib-dev \
+for file in lib/sysusers.d share/lintian share/doc/libperflib8 share/doc/libperflib-dev \
   share/doc/vexil/changelog.Debian.gz share/doc/vexil/copyright; do
   [ ! -e "$prefix/$file" ] || fail "installed, though only for the Debian packages: $file"
 done

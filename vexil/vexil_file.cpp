@@ -22,7 +22,7 @@ class HistoryFile : public perflib::LogFile {
   HistoryFile(const std::string& path, const std::shared_ptr<perflib::Context>& layout)
       : perflib::LogFile(path, false) {
     if (layout) {
-      previous = std::make_shared<perflib::Record>(layout, nullptr);
+      previous_record() = std::make_shared<perflib::Record>(layout, nullptr);
     }
   }
 };
@@ -100,7 +100,7 @@ perflib::RecordPtr VexilFile::next_record(bool ready) {
             strict_check->start_file(live_path);
           }
           if (layout) {
-            previous = std::make_shared<perflib::Record>(layout, nullptr);
+            previous_record() = std::make_shared<perflib::Record>(layout, nullptr);
           }
           skipping = took_any;
         }
@@ -133,8 +133,9 @@ std::int64_t VexilFile::get_prev_time() {
 
 void VexilFile::note_skipped() {
   if (skipped > 0) {
-    std::fprintf(stderr, "vexil: %s: %llu %s repeated across rotated files skipped\n", name.c_str(),
-                 static_cast<unsigned long long>(skipped), skipped == 1 ? "row" : "rows");
+    std::fprintf(stderr, "vexil: %s: %llu %s repeated across rotated files skipped\n",
+                 name().c_str(), static_cast<unsigned long long>(skipped),
+                 skipped == 1 ? "row" : "rows");
     skipped = 0;
   }
 }
@@ -144,7 +145,7 @@ void VexilFile::note_skipped() {
 perflib::RecordPtr VexilFile::next_in_window(bool ready) {
   perflib::RecordPtr r = next_record(ready);
   while (r && window != nullptr && !window->holds(r->get_time())) {
-    if (tail && r->get_time() >= window->until) {
+    if (tailing() && r->get_time() >= window->until) {
       ended_by_window = true;
       return nullptr;  // a followed file is written in time order: nothing more of it is wanted
     }
@@ -178,7 +179,7 @@ VexilFile::Step VexilFile::bucket_next_ready(bool drop_late) {
   }
   if (lagging) {
     std::fprintf(stderr, "vexil: %s: caught up; %lld %s for buckets already printed %s dropped\n",
-                 name.c_str(), static_cast<long long>(late_rows), late_rows == 1 ? "row" : "rows",
+                 name().c_str(), static_cast<long long>(late_rows), late_rows == 1 ? "row" : "rows",
                  late_rows == 1 ? "was" : "were");
     lagging = false;
     late_rows = 0;
@@ -192,7 +193,7 @@ VexilFile::Step VexilFile::bucket_next_ready(bool drop_late) {
 void VexilFile::note_late() {
   if (late_rows > 0) {
     std::fprintf(stderr, "vexil: %s: %lld %s for buckets already printed %s dropped\n",
-                 name.c_str(), static_cast<long long>(late_rows), late_rows == 1 ? "row" : "rows",
+                 name().c_str(), static_cast<long long>(late_rows), late_rows == 1 ? "row" : "rows",
                  late_rows == 1 ? "was" : "were");
     late_rows = 0;
   }
@@ -204,7 +205,7 @@ void VexilFile::fall_behind(std::int64_t end) {
     current.reset();
   }
   if (!lagging) {
-    std::fprintf(stderr, "vexil: %s: no row past %s; merging without it\n", name.c_str(),
+    std::fprintf(stderr, "vexil: %s: no row past %s; merging without it\n", name().c_str(),
                  utc_time_of_day(end).c_str());
     lagging = true;
   }

@@ -49,7 +49,7 @@ class VexilFile : public perflib::LogFile {
   // The bucket that ends at end is printed without this input: its rows so far go in, and the
   // first time it lags, stderr says so.
   void fall_behind(std::int64_t end);
-  const std::string& path() const { return name; }
+  const std::string& path() const { return name(); }
   // Of the row returned last, also while the rotated history is read.
   std::int64_t get_prev_time() override;
 

@@ -15,6 +15,12 @@
 
 namespace perflib {
 
+class ContextImpl {
+ public:
+  std::uint32_t time_index = NO_INDEX;  // of the version and columns it was found for
+  bool time_index_known = false;
+};
+
 namespace {
 
 std::uint8_t recognise_layout(const std::vector<std::string>& tokens) {
@@ -45,7 +51,7 @@ std::vector<std::string> split_header(char* line) {
 
 }  // namespace
 
-Context::Context(char* line) {
+Context::Context(char* line) : impl(std::make_unique<ContextImpl>()) {
   if (line == nullptr || (line[0] != '\0' && line[1] == '#')) {
     return;  // no header, or a "##" line: an empty layout
   }
@@ -107,17 +113,36 @@ std::shared_ptr<const Context> preview_layout(const char* header) {
 
 Context::~Context() = default;
 
+Context::Context(const Context& other)
+    : version(other.version),
+      fields(other.fields),
+      index(other.index),
+      width(other.width),
+      impl(std::make_unique<ContextImpl>(*other.impl)) {}
+
+Context& Context::operator=(const Context& other) {
+  if (this != &other) {
+    version = other.version;
+    fields = other.fields;
+    index = other.index;
+    width = other.width;
+    *impl = *other.impl;
+  }
+  return *this;
+}
+
 std::uint32_t Context::find(std::string_view name) const {
   auto it = index.find(name);
   return it == index.end() ? NO_INDEX : it->second;
 }
 
 std::uint32_t Context::time_index() const {
-  if (!time_index_known) {
-    cached_time_index = find(version == LV_TRELK_3 ? "timestamp" : "time");
-    time_index_known = true;
+  ContextImpl& cache = *impl;
+  if (!cache.time_index_known) {
+    cache.time_index = find(version == LV_TRELK_3 ? "timestamp" : "time");
+    cache.time_index_known = true;
   }
-  return cached_time_index;
+  return cache.time_index;
 }
 
 void Context::append_field(const Field& field) {
@@ -129,19 +154,19 @@ void Context::append_field(const Field& field, const std::string& key) {
   auto position = static_cast<std::uint32_t>(fields.size() - 1);
   index.insert_or_assign(key, position);
   width = std::max(width, static_cast<std::uint32_t>(field.label ? field.label->size() : 0));
-  time_index_known = false;
+  impl->time_index_known = false;
 }
 
 void Context::rename_field(std::uint32_t position, const Field& field) {
   index.erase(*fields[position].name);
   fields[position] = field;
   index.insert_or_assign(*field.name, position);
-  time_index_known = false;
+  impl->time_index_known = false;
 }
 
 void Context::set_version(std::uint8_t v) {
   version = v;
-  time_index_known = false;
+  impl->time_index_known = false;
 }
 
 bool operator==(const Context& a, const Context& b) {

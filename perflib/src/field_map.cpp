@@ -71,17 +71,38 @@ bool matches_at(const std::string& pattern, const std::string& name, std::size_t
 
 }  // namespace
 
-WildcardPattern::WildcardPattern(const std::string& regex_text) : regex_text(regex_text) {
-  plain = split_plain(regex_text, prefix, suffix);
-  if (!plain) {
-    compiled = std::make_unique<std::regex>(regex_text, std::regex::ECMAScript);
+class WildcardPatternImpl {
+ public:
+  std::string regex_text;
+  bool plain = false;                    // literal/dot prefix, one (.*), literal/dot suffix
+  std::string prefix, suffix;            // in pattern syntax: '.' is any character but CR and LF
+  std::unique_ptr<std::regex> compiled;  // only for patterns that are not plain
+};
+
+WildcardPattern::WildcardPattern(const std::string& regex_text)
+    : impl(std::make_unique<WildcardPatternImpl>()) {
+  WildcardPatternImpl& p = *impl;
+  p.regex_text = regex_text;
+  p.plain = split_plain(regex_text, p.prefix, p.suffix);
+  if (!p.plain) {
+    p.compiled = std::make_unique<std::regex>(regex_text, std::regex::ECMAScript);
   }
 }
 
+WildcardPattern::~WildcardPattern() = default;
+WildcardPattern::WildcardPattern(WildcardPattern&& other) noexcept = default;
+WildcardPattern& WildcardPattern::operator=(WildcardPattern&& other) noexcept = default;
+
+const std::string& WildcardPattern::text() const {
+  return impl->regex_text;
+}
+
 std::optional<std::string> WildcardPattern::match(const std::string& name) const {
-  if (!plain) {
+  const std::string& prefix = impl->prefix;
+  const std::string& suffix = impl->suffix;
+  if (!impl->plain) {
     std::smatch m;
-    if (!std::regex_match(name, m, *compiled)) {
+    if (!std::regex_match(name, m, *impl->compiled)) {
       return std::nullopt;
     }
     return m.size() > 1 ? m[1].str() : std::string();

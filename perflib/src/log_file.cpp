@@ -9,9 +9,7 @@
 #include <stdexcept>
 #include <typeinfo>
 
-#include "file_follower.h"
-#include "input_stream.h"
-#include "line_buffer.h"
+#include "log_file_impl.h"
 #include "number_parse.h"
 
 namespace perflib {
@@ -29,14 +27,14 @@ void skip_hole(int fd, bool own) {
 
 }  // namespace
 
-LogFile::LogFile(const std::string& path, bool tail) {
+LogFile::LogFile(const std::string& path, bool tail) : impl(std::make_unique<LogFileImpl>(*this)) {
   InputStream input = open_input_stream(path);
   // A compressed file does not grow: even in tail mode it ends where its text ends.
   init(input.file, tail && !input.decoding, path);
-  take(input);
+  impl->take(input);
 }
 
-LogFile::LogFile(FILE* stream, bool tail) {
+LogFile::LogFile(FILE* stream, bool tail) : impl(std::make_unique<LogFileImpl>(*this)) {
   init(stream, tail, std::string());
 }
 
@@ -45,18 +43,19 @@ LogFile::~LogFile() {
 }
 
 void LogFile::init(FILE* stream, bool tail, const std::string& name) {
-  file = stream;
-  if (file == nullptr) {
+  LogFileImpl& in = *impl;
+  in.file = stream;
+  if (in.file == nullptr) {
     throw std::runtime_error("Unable to open file: " + name);
   }
-  this->tail = tail;
-  this->name = name;
-  lines = std::make_unique<LineBuffer>(name);
-  follower = tail ? std::make_unique<FileFollower>(name, file) : nullptr;
+  in.tail = tail;
+  in.name = name;
+  in.lines = std::make_unique<LineBuffer>(name);
+  in.follower = tail ? std::make_unique<FileFollower>(name, in.file) : nullptr;
 }
 
 // Takes over a stream open_input_stream opened (file is already set to it).
-void LogFile::take(InputStream& input) {
+void LogFileImpl::take(InputStream& input) {
   decoding = std::move(input.decoding);
   own_descriptor = !decoding;
   lines->clear();
@@ -66,25 +65,45 @@ void LogFile::take(InputStream& input) {
 }
 
 void LogFile::set_line_check(LineCheck check) {
-  line_check = std::move(check);
+  impl->line_check = std::move(check);
 }
 
 void LogFile::close() {
-  std::fclose(file);
-  decoding.reset();  // after the stream that reads from it
+  std::fclose(impl->file);
+  impl->decoding.reset();  // after the stream that reads from it
 }
 
 void LogFile::do_destruct() {
-  if (file != stdin) {
+  if (impl->file != stdin) {
     close();
   }
 }
 
 std::int64_t LogFile::get_prev_time() {
-  return previous ? previous->get_time() : 0;
+  return impl->previous ? impl->previous->get_time() : 0;
 }
 
-RecordPtr LogFile::make_record(const std::shared_ptr<Context>& layout, char* text) {
+bool LogFile::would_block() const {
+  return impl->blocked;
+}
+
+bool LogFile::at_end() const {
+  return impl->ended;
+}
+
+const std::string& LogFile::name() const {
+  return impl->name;
+}
+
+bool LogFile::tailing() const {
+  return impl->tail;
+}
+
+RecordPtr& LogFile::previous_record() {
+  return impl->previous;
+}
+
+RecordPtr LogFileImpl::make_record(const std::shared_ptr<Context>& layout, char* text) {
   // The record returned last is reused when nobody else holds it any more: the common case of a
   // reader whose records are folded into another one, which then costs no allocation per line.
   Record* last = previous.get();
@@ -98,7 +117,7 @@ RecordPtr LogFile::make_record(const std::shared_ptr<Context>& layout, char* tex
 
 // Reads the next block into the line buffer: the byte count, 0 at the end of the file, -1 when
 // the read failed.
-ssize_t LogFile::read_block() {
+ssize_t LogFileImpl::read_block() {
   for (;;) {
     char* to = lines->room();
     const std::size_t size = lines->room_size();
@@ -141,14 +160,14 @@ ssize_t LogFile::read_block() {
 
 // Where the reader is in the open file. The stream of a file opened here buffers nothing, but it
 // does not see the reads made on its descriptor.
-off_t LogFile::position() const {
+off_t LogFileImpl::position() const {
   return own_descriptor ? lseek(fileno(file), 0, SEEK_CUR) : ftello(file);
 }
 
 // The file was truncated: read it again from its top. A writer that does not append writes on
 // at its old offset, so the truncated file starts with a hole, which reads as NULs, up to there:
 // the hole is passed over (tail -F users see the rows, not a line of NULs).
-void LogFile::start_over() {
+void LogFileImpl::start_over() {
   lines->clear();  // a line the old text left unfinished will never be finished
   std::rewind(file);
   in_hole = true;
@@ -159,7 +178,7 @@ void LogFile::start_over() {
 // In tail mode a line the writer has not finished when the reader reaches the end of the file is
 // kept and completed by what follows: a write can reach the reader in parts. Unless wait is set,
 // nullptr also when no complete line is there yet (blocked is then set).
-char* LogFile::read_line(bool wait) {
+char* LogFileImpl::read_line(bool wait) {
   for (;;) {
     std::size_t length;
     if (char* line = lines->next_line(length)) {
@@ -195,7 +214,7 @@ char* LogFile::read_line(bool wait) {
 
 // At the end of the open file in tail mode: false when nothing has changed and wait is not set;
 // otherwise waits for a change if there is none, and the reader reads again.
-bool LogFile::follow(bool wait) {
+bool LogFileImpl::follow(bool wait) {
   switch (follower->at_end(file, position())) {
     case FileFollower::FA_READ:
       return true;
@@ -217,7 +236,7 @@ bool LogFile::follow(bool wait) {
     }
     throw std::runtime_error("Unable to open file: " + name);
   }
-  close();  // what the old file left unfinished stays so
+  self.close();  // what the old file left unfinished stays so
   file = next.file;
   take(next);
   if (decoding) {  // it does not grow: read to its end, it ends this input
@@ -230,24 +249,24 @@ bool LogFile::follow(bool wait) {
 }
 
 RecordPtr LogFile::read_next() {
-  return next_record(true);
+  return impl->next_record(true);
 }
 
 RecordPtr LogFile::read_next_ready() {
-  return next_record(false);
+  return impl->next_record(false);
 }
 
 void LogFile::wait_any(const std::vector<LogFile*>& files, int timeout_ms) {
   std::vector<FileFollower*> followers;
   for (LogFile* f : files) {
-    if (f->follower) {
-      followers.push_back(f->follower.get());
+    if (f->impl->follower) {
+      followers.push_back(f->impl->follower.get());
     }
   }
   FileFollower::wait_any(followers, timeout_ms);
 }
 
-RecordPtr LogFile::next_record(bool wait) {
+RecordPtr LogFileImpl::next_record(bool wait) {
   blocked = false;
   if (window_pending) {
     find_window();

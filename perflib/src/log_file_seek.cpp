@@ -16,9 +16,8 @@
 #include <vector>
 
 #include "layout_preview.h"
-#include "line_buffer.h"
+#include "log_file_impl.h"
 #include "number_parse.h"
-#include "perflib_bits/log_file.h"
 
 namespace perflib {
 
@@ -133,6 +132,10 @@ struct HeaderAt {
 }  // namespace
 
 void LogFile::read_window(std::int64_t since, std::int64_t until) {
+  impl->read_window(since, until);
+}
+
+void LogFileImpl::read_window(std::int64_t since, std::int64_t until) {
   skip_before = since;
   struct stat status;
   if (!own_descriptor || tail || fstat(fileno(file), &status) != 0 || !S_ISREG(status.st_mode)
@@ -143,7 +146,7 @@ void LogFile::read_window(std::int64_t since, std::int64_t until) {
   window_pending = true;  // looked for when the file is first read
 }
 
-void LogFile::find_window() {
+void LogFileImpl::find_window() {
   window_pending = false;
   struct stat status;
   if (fstat(fileno(file), &status) != 0) {

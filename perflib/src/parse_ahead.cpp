@@ -16,6 +16,7 @@
 
 #include "layout_preview.h"
 #include "line_buffer.h"
+#include "log_file_impl.h"
 #include "number_parse.h"
 
 namespace perflib {
@@ -204,7 +205,7 @@ std::unique_ptr<ParseAhead::Input> ParseAhead::read(LogFile& file, unsigned batc
   auto state = std::make_shared<InputState>(
       file, std::max(batch_rows, 1u),
       std::make_exception_ptr(
-          std::runtime_error(file.name + ": out of memory while reading ahead")));
+          std::runtime_error(file.impl->name + ": out of memory while reading ahead")));
   {
     const std::lock_guard<std::mutex> held(shared->lock);
     shared->inputs.push_back(state);
@@ -231,9 +232,10 @@ void ParseAhead::run(const std::shared_ptr<Shared>& shared) {
 
 // Reads the next rows of in into batch: up to its row count, its text budget or the end.
 void ParseAhead::fill(InputState& in, Batch& batch) {
+  LogFileImpl& file = *in.file.impl;
   try {
     while (batch.size < in.batch_rows && batch.text.size() < TEXT_BUDGET) {
-      char* line = in.file.read_line(true);
+      char* line = file.read_line(true);
       if (line == nullptr) {
         batch.end = true;
         return;
@@ -298,8 +300,8 @@ RecordPtr ParseAhead::take(Shared& s, InputState& in) {
       if (in.current->error) {
         std::rethrow_exception(in.current->error);
       }
-      in.file.header.reset();
-      in.file.previous.reset();
+      in.file.impl->header.reset();
+      in.file.impl->previous.reset();
       return nullptr;
     }
     std::unique_lock<std::mutex> held(s.lock);
@@ -330,7 +332,7 @@ RecordPtr ParseAhead::take(Shared& s, InputState& in) {
   }
   Batch& batch = *in.current;
   Row& row = batch.rows[in.next++];
-  LogFile& file = in.file;
+  LogFileImpl& file = *in.file.impl;
 
   // The layout read_next would give the line.
   for (std::size_t h = row.first_header; h < row.end_header; ++h) {

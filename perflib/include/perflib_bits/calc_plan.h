@@ -15,6 +15,7 @@
 
 namespace perflib {
 
+// A plain value, frozen for the life of the soname (perflib/abi).
 struct PERFLIB_EXPORT CalcPlan {
   CalcPlan(std::string key, std::shared_ptr<Expression> expr);
   explicit CalcPlan(std::string key);  // a column that can no longer be computed

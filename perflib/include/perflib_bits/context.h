@@ -10,6 +10,7 @@
 #define PERFLIB_BITS_CONTEXT_H
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -31,12 +32,18 @@ enum LayoutVersion : std::uint8_t {
   LV_TRELK_3 = 3,
 };
 
+class ContextImpl;
+
+// The public members are frozen for the life of the soname (perflib/abi); what the layout keeps
+// for itself is behind impl.
 class PERFLIB_EXPORT Context {
  public:
   // Parses a header line ("#name,name,...\n"), tokenising it in place. A null line, or a line
   // beginning "##", gives an empty context of version 0.
   explicit Context(char* line = nullptr);
   virtual ~Context();
+  Context(const Context& other);
+  Context& operator=(const Context& other);
 
   std::uint8_t version = LV_NONE;
   std::vector<Field> fields;
@@ -53,8 +60,9 @@ class PERFLIB_EXPORT Context {
   void set_version(std::uint8_t v);
 
  private:
-  mutable std::uint32_t cached_time_index = NO_INDEX;
-  mutable bool time_index_known = false;
+  // What a layout keeps for itself (the time column found last) lives behind this pointer, so the
+  // class's size and layout stay those of this release whatever it comes to keep.
+  std::unique_ptr<ContextImpl> impl;
 };
 
 // Same object; else equal version, field count and fields position by position.

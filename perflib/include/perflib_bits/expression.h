@@ -17,6 +17,8 @@ namespace perflib {
 
 class Record;
 
+// The node classes are plain values, frozen for the life of the soname (perflib/abi): a new kind
+// of node is a new class.
 class PERFLIB_EXPORT Expression {
  public:
   virtual ~Expression();

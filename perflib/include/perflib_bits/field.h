@@ -13,6 +13,7 @@
 
 namespace perflib {
 
+// A plain value, frozen for the life of the soname (perflib/abi).
 struct PERFLIB_EXPORT Field {
   std::shared_ptr<std::string> name;   // header column name; key in field maps and transforms
   std::shared_ptr<std::string> label;  // display label

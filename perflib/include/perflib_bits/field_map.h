@@ -10,6 +10,7 @@ namespace perflib {
 
 extern template class WildcardMap<Field>;
 
+// Adds no member to WildcardMap<Field>: frozen with it.
 class PERFLIB_EXPORT FieldMap : public WildcardMap<Field> {
  public:
   using WildcardMap<Field>::WildcardMap;

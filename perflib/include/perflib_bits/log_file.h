@@ -36,10 +36,7 @@
 
 namespace perflib {
 
-class DecodingThread;
-class FileFollower;
-struct InputStream;
-class LineBuffer;
+class LogFileImpl;
 class ParseAhead;
 
 class PERFLIB_EXPORT LogFile {
@@ -63,10 +60,10 @@ class PERFLIB_EXPORT LogFile {
   // far is kept for the next call). Empty with would_block() false is the end, as for read_next,
   // which it otherwise equals, errors included.
   RecordPtr read_next_ready();
-  bool would_block() const { return blocked; }
+  bool would_block() const;
   // Not in tail mode: whether the end of the file was read (read_next's empty record was not a
   // data line that gives no values).
-  bool at_end() const { return ended; }
+  bool at_end() const;
   // Returns when any of files (those in tail mode) may have changed, after timeout_ms at the
   // latest: with the files watched, at most half a second; where one cannot be watched, at most
   // 200 ms.
@@ -94,37 +91,20 @@ class PERFLIB_EXPORT LogFile {
   virtual void close();
 
  protected:
-  FILE* file = nullptr;
-  std::string name;
-  bool tail = false;
-  RecordPtr previous;
+  // For readers derived from this one: the path the file was opened by (empty for a stream), and
+  // whether it is followed (a followed path that comes to name a compressed file stops being).
+  const std::string& name() const;
+  bool tailing() const;
+  // The record returned last: a reader may set it before the first read, to give the rows that
+  // come before any header line its layout.
+  RecordPtr& previous_record();
 
  private:
   friend class ParseAhead;  // reads the lines of a file it reads ahead
-  RecordPtr make_record(const std::shared_ptr<Context>& layout, char* line);
-  RecordPtr next_record(bool wait);
-  char* read_line(bool wait);
-  ssize_t read_block();
-  off_t position() const;
-  void start_over();
-  bool follow(bool wait);
-  void take(InputStream& input);
-  void find_window();
-  std::unique_ptr<LineBuffer> lines;
-  std::unique_ptr<FileFollower> follower;    // in tail mode
-  std::unique_ptr<DecodingThread> decoding;  // for a compressed file: decompresses it
-  bool own_descriptor = false;  // a plain file opened here: read with read(2), in large blocks
-  bool ended = false;           // the end of the file was read (not in tail mode)
-  bool failed = false;          // a read failed
-  bool in_hole = false;         // after a rewind, until a byte that is not NUL was read
-  std::int64_t skip_before = INT64_MIN;   // data lines earlier than this are passed over
-  off_t end_offset = -1;                  // where reading stops, if not at the end of the file
-  std::int64_t window_until = INT64_MAX;  // of the window read_window looks for
-  bool window_pending = false;            // read_window's search is to be made at the first read
-  LineCheck line_check;
-  std::size_t line_size = 0;        // of the line read_line returned last
-  bool blocked = false;             // read_next_ready found no complete line
-  std::shared_ptr<Context> header;  // of the header line read last, until a data line follows
+  friend class LogFileImpl;
+  // Everything the reader keeps lives behind this pointer, so the class's size and layout stay
+  // those of this release whatever the reader comes to keep.
+  std::unique_ptr<LogFileImpl> impl;
 };
 
 }  // namespace perflib

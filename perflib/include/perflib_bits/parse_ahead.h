@@ -32,6 +32,7 @@
 
 namespace perflib {
 
+// Both classes hold only pointers to state private to the library, so neither changes size.
 class PERFLIB_EXPORT ParseAhead {
  public:
   class Input;

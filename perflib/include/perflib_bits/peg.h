@@ -10,6 +10,7 @@
 
 namespace perflib {
 
+// Frozen for the life of the soname (perflib/abi): records hold pegs in place.
 union Peg {
   std::uint64_t count;  // integer kinds (PegType below 5); arithmetic wraps modulo 2^64
   long double value;    // real kinds; the 80-bit x87 format

@@ -30,6 +30,8 @@ enum AverageState : std::uint8_t {
 class Record;
 using RecordPtr = std::shared_ptr<Record>;
 
+// The row itself: its members are read cell by cell on every row, so they stay in the object, and
+// its size, members and virtual functions are frozen for the life of the soname (perflib/abi).
 class PERFLIB_EXPORT Record {
  public:
   // Parses a data line in the given layout, tokenising it in place; a null line gives no pegs.

@@ -36,23 +36,29 @@ struct StringHash {
   }
 };
 
+class WildcardPatternImpl;
+
 // One compiled pattern: matches a whole name and yields the text of the first group.
 class PERFLIB_EXPORT WildcardPattern {
  public:
   explicit WildcardPattern(const std::string& regex_text);
+  ~WildcardPattern();
+  WildcardPattern(WildcardPattern&& other) noexcept;
+  WildcardPattern& operator=(WildcardPattern&& other) noexcept;
   std::optional<std::string> match(const std::string& name) const;
-  const std::string& text() const { return regex_text; }
+  const std::string& text() const;
 
  private:
-  std::string regex_text;
-  bool plain = false;                    // literal/dot prefix, one (.*), literal/dot suffix
-  std::string prefix, suffix;            // in pattern syntax: '.' is any character but CR and LF
-  std::unique_ptr<std::regex> compiled;  // only for patterns that are not plain
+  // The compiled pattern lives behind this pointer, so the class's size and layout stay those of
+  // this release whatever way of matching it comes to use.
+  std::unique_ptr<WildcardPatternImpl> impl;
 };
 
 // Turns a pattern name into its regular-expression text.
 PERFLIB_EXPORT std::string wildcard_to_regex(std::string_view pattern_name);
 
+// Defined here and instantiated by its users: its members are frozen for the life of the soname
+// (perflib/abi), and the matching itself is WildcardPattern's, behind its pointer.
 template <class T>
 class WildcardMap {
  public:
