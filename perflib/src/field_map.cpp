@@ -45,7 +45,7 @@ bool split_plain(const std::string& text, std::string& prefix, std::string& suff
   bool seen_group = false;
   for (std::size_t i = 0; i < text.size(); ++i) {
     char c = text[i];
-    if (c == '\\' && i + 1 < text.size() && (text[i + 1] == '[' || text[i + 1] == ']')) {
+    if (text.compare(i, 2, "\\[") == 0 || text.compare(i, 2, "\\]") == 0) {
       *side += text[++i];
     } else if (text.compare(i, 4, "(.*)") == 0 && !seen_group) {
       seen_group = true;

@@ -41,6 +41,7 @@ TEST(NumberParseTest, AgreesWithTheCLibrary) {
   EXPECT_EQ(real_to_count(NAN), 0u);
   EXPECT_EQ(real_to_count(3.9L), 3u);
   EXPECT_EQ(real_to_count(1e30L), UINT64_MAX);
+  EXPECT_EQ(real_to_count(18446744073709551616.0L), UINT64_MAX);  // 2^64: not a count
 }
 
 }  // namespace
