@@ -7,7 +7,9 @@
 // one that reading the whole file would have passed over too (before since, or at or after
 // until); a line whose effect the pass cannot tell from its first cell (one that would end the
 // input, one too long, one in a layout whose time is not its first column) has the file read
-// from its top instead.
+// from its top instead. With a directory for them, what the pass learns is kept in a window
+// index (window_index.h), and a later window over the same file, unchanged, is found from it
+// instead, reading only the stretches of the file the window meets.
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -18,7 +18,8 @@ namespace perflib {
 namespace {
 
 // The file: a fixed part of 13 words, 4 words a stretch, 4 a header line, and a checksum of all
-// that; words of 64 bits in the machine's order (another order fails the version).
+// that; words of 64 bits in the machine's order (another order fails the version). Another
+// STRETCH or MOST_HEADERS, or another meaning of a word, is another version.
 constexpr char MAGIC[8] = {'v', 'e', 'x', 'i', 'l', 'w', 'i', 'x'};
 constexpr std::uint64_t VERSION = 1;
 constexpr std::size_t FIXED = 13;
@@ -238,7 +239,9 @@ bool WindowIndex::holds_together(std::size_t size) const {
   for (std::size_t i = 0; i < stretches.size(); ++i) {
     const Stretch& s = stretches[i];
     const bool ascending =
-        i == 0 || (s.offset > stretches[i - 1].offset && s.line > stretches[i - 1].line);
+        i == 0
+        || (s.offset > stretches[i - 1].offset && s.offset - stretches[i - 1].offset >= STRETCH
+            && s.line > stretches[i - 1].line);
     const bool times = s.min <= s.max || (s.min == INT64_MAX && s.max == INT64_MIN);
     if (!ascending || s.offset >= size || s.line >= line_count || !times) {
       return false;
@@ -268,9 +271,11 @@ bool WindowIndex::load(const std::string& directory, const struct stat& file, Wi
   }
   struct stat status;
   std::vector<std::uint64_t> w;
+  // At most a stretch for every STRETCH bytes of the file, and one more.
+  const auto most = static_cast<off_t>(
+      8 * (FIXED + 1 + 4 * (static_cast<std::size_t>(file.st_size) / STRETCH + 1 + MOST_HEADERS)));
   bool read = fstat(fd, &status) == 0 && status.st_size % 8 == 0
-              && status.st_size >= static_cast<off_t>((FIXED + 1) * 8)
-              && status.st_size <= (off_t{1} << 30);
+              && status.st_size >= static_cast<off_t>((FIXED + 1) * 8) && status.st_size <= most;
   if (read) {
     w.resize(static_cast<std::size_t>(status.st_size) / 8);
     read = read_at(fd, reinterpret_cast<char*>(w.data()), w.size() * 8, 0);
