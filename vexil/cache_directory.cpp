@@ -2,6 +2,7 @@
 #include "cache_directory.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -31,9 +32,10 @@ std::string cache_directory() {
   }
   std::string directory = base;
   directory.append("/vexil");
+  // Only a directory of this user's that no one else may write to: what is in it is trusted.
   struct stat status;
   if (!made(base) || !made(directory) || stat(directory.c_str(), &status) != 0
-      || !S_ISDIR(status.st_mode)) {
+      || !S_ISDIR(status.st_mode) || status.st_uid != geteuid() || (status.st_mode & 022) != 0) {
     return {};
   }
   return directory;

@@ -265,7 +265,7 @@ bool WindowIndex::holds_together(std::size_t size) const {
 }
 
 bool WindowIndex::load(const std::string& directory, const struct stat& file, WindowIndex& into) {
-  const int fd = open(path_of(directory, file).c_str(), O_RDONLY | O_CLOEXEC);
+  const int fd = open(path_of(directory, file).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (fd < 0) {
     return false;
   }
@@ -274,7 +274,7 @@ bool WindowIndex::load(const std::string& directory, const struct stat& file, Wi
   // At most a stretch for every STRETCH bytes of the file, and one more.
   const auto most = static_cast<off_t>(
       8 * (FIXED + 1 + 4 * (static_cast<std::size_t>(file.st_size) / STRETCH + 1 + MOST_HEADERS)));
-  bool read = fstat(fd, &status) == 0 && status.st_size % 8 == 0
+  bool read = fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size % 8 == 0
               && status.st_size >= static_cast<off_t>((FIXED + 1) * 8) && status.st_size <= most;
   if (read) {
     w.resize(static_cast<std::size_t>(status.st_size) / 8);
