@@ -5,8 +5,11 @@
 # generated once into bench/data/window, compressed with zstd -3 into bench/data/window-zst, and
 # split into 30 rotated files per instance (the 29 older ones zstd -3, without their header) into
 # bench/data/window-rotated. Prints the median wall time of RUNS runs of each:
-#   full merge (plain) | one hour (plain) | one hour (zstd) and `zstd -dc` of the same files in
-#   turn | the rotated history merged with --rotated, which must equal the plain full merge.
+#   full merge (plain) | one hour (plain): with the cache off, each run without a window index
+#   (made by its pass), then with the index made | one hour (zstd) and `zstd -dc` of the same files in turn | the
+#   rotated history merged with --rotated, which must equal the plain full merge.
+# vexil's cache (the window indexes) is bench/data/window-cache; the hour prints the same with the
+# index, without it, and with the cache off.
 #
 #   bench/window.sh [RUNS]    (default 5)
 set -euo pipefail
@@ -17,7 +20,7 @@ source "$root/bench/common.sh"
 build_tools vexil gen_logs
 data=$root/bench/data/window
 if [[ ! -f "$data/.complete" ]]; then
-  rm -rf "$data" "$data-zst" "$data-rotated"
+  rm -rf "$data" "$data-zst" "$data-rotated" "$data-cache"
   "$build/bench/gen_logs" -f 16 -r 43200 large "$data" >/dev/null
   for d in "$data"/inst*; do
     i=${d##*/}
@@ -51,7 +54,15 @@ v=$build/vexil/vexil
 "$v" --rotated -d "$data-rotated" "${dirs[@]}" -f perf.csv 2>/dev/null | cmp - "$data/full.out"
 printf '%-44s %8s\n' run "wall s"
 printf '%-44s %8s\n' "full merge, plain (415 MB)" "$(median "$v" -d "$data" "${dirs[@]}" -f perf.csv)"
-printf '%-44s %8s\n' "one hour, plain" "$(median "$v" "${hour[@]}" -d "$data" "${dirs[@]}" -f perf.csv)"
+export XDG_CACHE_HOME=$data-cache
+hour_plain() { "$v" "${hour[@]}" -d "$data" "${dirs[@]}" -f perf.csv; }
+cold_hour() { rm -rf "$XDG_CACHE_HOME" && hour_plain; }
+VEXIL_CACHE='' hour_plain >"$data/hour.out"
+cold_hour | cmp - "$data/hour.out"
+hour_plain | cmp - "$data/hour.out"
+printf '%-44s %8s\n' "one hour, plain, cache off" "$(VEXIL_CACHE='' median hour_plain)"
+printf '%-44s %8s\n' "one hour, plain, no index yet (made)" "$(median cold_hour)"
+printf '%-44s %8s\n' "one hour, plain, index made" "$(median hour_plain)"
 printf '%-44s %8s\n' "one hour, zstd -3" "$(median "$v" "${hour[@]}" -d "$data-zst" "${dirs[@]}" -f perf.csv)"
 printf '%-44s %8s\n' "zstd -dc of the same files in turn" "$(median sh -c "cat $data-zst/inst*/perf.csv | zstd -dc")"
 printf '%-44s %8s\n' "--rotated, 30 files an instance (= full merge)" \

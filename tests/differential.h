@@ -5,10 +5,11 @@
 //   read ahead on a second processor; gzip (also padded with zeros), zstd (also as independent
 //   frames and from the parallel compressor) and xz; one file split into a rotated history read
 //   with --rotated; --since/--until (also with --strict) against the same window read whole and
-//   against the rows cut beforehand; --strict on well-formed files; CSV against --format tsv and
-//   jsonl value for value; -t (and -t --max-lag) over the same files written in steps, one of
-//   them perhaps truncated under a writer that does not append, which must have printed after
-//   each step exactly the lines of the buckets every input has passed.
+//   against the rows cut beforehand, and again with the window indexes the first run made;
+//   --strict on well-formed files; CSV against --format tsv and jsonl value for value; -t (and
+//   -t --max-lag) over the same files written in steps, one of them perhaps truncated under a
+//   writer that does not append, which must have printed after each step exactly the lines of
+//   the buckets every input has passed.
 // A scenario comes from a seed (or a fuzzer's bytes): its files, written into a directory that
 // is kept, with a script of the commands, when a relation fails.
 #ifndef TESTS_DIFFERENTIAL_H

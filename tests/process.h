@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <sstream>
@@ -31,7 +32,8 @@ inline std::string slurp(const std::string& path) {
   return s.str();
 }
 
-// Replaces the calling (child) process by program with args, with TZ=UTC and LC_ALL=C.
+// Replaces the calling (child) process by program with args, with TZ=UTC, LC_ALL=C and vexil's
+// cache in .cache of the directory it runs in (never the user's).
 [[noreturn]] inline void exec(const std::string& program, std::vector<std::string> args) {
   std::vector<char*> argv{const_cast<char*>(program.c_str())};
   for (std::string& a : args) {
@@ -40,6 +42,11 @@ inline std::string slurp(const std::string& path) {
   argv.push_back(nullptr);
   setenv("TZ", "UTC", 1);
   setenv("LC_ALL", "C", 1);
+  char here[4096];
+  if (getcwd(here, sizeof here - 8) == nullptr) {
+    _exit(127);
+  }
+  setenv("XDG_CACHE_HOME", std::strcat(here, "/.cache"), 1);
   execv(program.c_str(), argv.data());
   _exit(127);
 }

@@ -43,7 +43,7 @@ failed=0
 for ((k = 1; k <= ${#runs[@]}; k++)); do
   block=$tmp/blocks/run.$k expect=${runs[k - 1]}
   status=0
-  (cd "$tmp/repo" && PATH="$tmp/bin:$PATH" TZ=UTC bash -e -o pipefail "$block") \
+  (cd "$tmp/repo" && PATH="$tmp/bin:$PATH" TZ=UTC XDG_CACHE_HOME="$tmp/cache" bash -e -o pipefail "$block") \
     >"$tmp/stdout" 2>"$tmp/stderr" || status=$?
   if [ $status -ne 0 ]; then
     printf 'FAILED (status %s):\n%s\nstderr:\n%s\n\n' $status "$(cat "$block")" "$(cat "$tmp/stderr")"

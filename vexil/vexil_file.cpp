@@ -83,6 +83,7 @@ perflib::RecordPtr VexilFile::next_record(bool ready) {
           history_file->set_line_check(shared_check(strict_check));
         }
         if (window != nullptr) {
+          history_file->keep_window_index(window_index);
           history_file->read_window(window->since, window->until);
         }
         history.pop_front();

@@ -58,6 +58,8 @@ class VexilFile : public perflib::LogFile {
   BucketMap& map;
   // Rows outside it are passed over; in tail mode a row at or after its end ends the input.
   const TimeWindow* window = nullptr;
+  // Where the window indexes of its files are kept (empty: nowhere).
+  std::string window_index;
   // Its place among all inputs, the supplemental ones after the others: orders the stretches of
   // one bucket (see Bucket).
   std::size_t input = 0;

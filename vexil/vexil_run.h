@@ -17,11 +17,13 @@
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <string>
 #include <system_error>
 #include <vector>
 
 #include "arguments.h"
 #include "bucket.h"
+#include "cache_directory.h"
 #include "cpu_count.h"
 #include "open_file_limit.h"
 #include "output_check.h"
@@ -91,9 +93,13 @@ class VexilRun {
       }
     }
     if (args.window.bounded()) {
+      // A window of a file followed is not looked for (its rows are passed over as they come).
+      const std::string cache = args.tail ? std::string() : cache_directory();
       for (Files* inputs : {&files, &supplemental_files}) {
         for (const std::unique_ptr<VexilFile>& file : *inputs) {
           file->window = &args.window;
+          file->window_index = cache;
+          file->keep_window_index(cache);
           file->read_window(args.window.since, args.window.until);
         }
       }

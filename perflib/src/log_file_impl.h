@@ -17,6 +17,7 @@
 #include "input_stream.h"
 #include "line_buffer.h"
 #include "perflib_bits/log_file.h"
+#include "window_index.h"
 
 namespace perflib {
 
@@ -34,6 +35,7 @@ class LogFileImpl {
   void take(InputStream& input);
   void read_window(std::int64_t since, std::int64_t until);
   void find_window();
+  void start_window(WindowFound& found);
 
   LogFile& self;  // for close(), which a derived reader may override
   FILE* file = nullptr;
@@ -51,6 +53,7 @@ class LogFileImpl {
   off_t end_offset = -1;                  // where reading stops, if not at the end of the file
   std::int64_t window_until = INT64_MAX;  // of the window read_window looks for
   bool window_pending = false;            // read_window's search is to be made at the first read
+  std::string window_index;               // the directory of the window indexes, if any
   LogFile::LineCheck line_check;
   std::size_t line_size = 0;        // of the line read_line returned last
   bool blocked = false;             // read_next_ready found no complete line

@@ -7,111 +7,23 @@
 // one that reading the whole file would have passed over too (before since, or at or after
 // until); a line whose effect the pass cannot tell from its first cell (one that would end the
 // input, one too long, one in a layout whose time is not its first column) has the file read
-// from its top instead.
+// from its top instead. With a directory for them, what the pass learns is kept in a window
+// index (window_index.h), and a later window over the same file, unchanged, is found from it
+// instead, reading only the stretches of the file the window meets.
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
-#include <vector>
+#include <ctime>
+#include <string>
 
 #include "layout_preview.h"
+#include "line_scan.h"
 #include "log_file_impl.h"
-#include "number_parse.h"
+#include "window_index.h"
 
 namespace perflib {
 
 namespace {
-
-// Reads n bytes at offset into to; false when the file has fewer or the read fails.
-bool read_at(int fd, char* to, std::size_t n, std::size_t offset) {
-  while (n > 0) {
-    const ssize_t got = pread(fd, to, n, static_cast<off_t>(offset));
-    if (got < 0 && errno == EINTR) {
-      continue;
-    }
-    if (got <= 0) {
-      return false;
-    }
-    to += got;
-    n -= static_cast<std::size_t>(got);
-    offset += static_cast<std::size_t>(got);
-  }
-  return true;
-}
-
-// The lines of a plain file from its top, read in large blocks with pread (not through a
-// mapping: touching every page of a mapping costs a fault each, several times what copying the
-// same bytes does).
-class LineScan {
- public:
-  static constexpr std::size_t HEAD = 64;  // the bytes of a line kept for its first cell
-
-  LineScan(int fd, std::size_t size) : fd(fd), size(size), block(std::size_t{1} << 20) {}
-
-  // Moves to the next line: false at the end of the file or when a read fails.
-  bool next() {
-    start = end;
-    if (start >= size) {
-      return false;
-    }
-    if (start + std::min(HEAD, size - start) > base + filled && !fill(start)) {
-      return false;
-    }
-    const char* p = block.data() + (start - base);
-    const std::size_t held = base + filled - start;
-    head_size = std::min(held, HEAD);
-    std::memcpy(head, p, head_size);
-    if (const void* newline = std::memchr(p, '\n', held)) {
-      length = static_cast<std::size_t>(static_cast<const char*>(newline) - p);
-      end = start + length + 1;
-      return true;
-    }
-    // The line goes on past the block: to the next "\n", the end of the file, or past the
-    // longest line the reader takes.
-    for (std::size_t at = base + filled;;) {
-      if (at >= size || at - start > LineBuffer::LINE_LIMIT) {
-        length = at - start;
-        end = at;
-        return true;
-      }
-      if (!fill(at)) {
-        return false;
-      }
-      if (const void* newline = std::memchr(block.data(), '\n', filled)) {
-        end = at + static_cast<std::size_t>(static_cast<const char*>(newline) - block.data()) + 1;
-        length = end - 1 - start;
-        return true;
-      }
-      at += filled;
-    }
-  }
-
-  // The whole line, "\n" left out.
-  bool text(std::string& line) const {
-    line.resize(length);
-    return read_at(fd, line.data(), length, start);
-  }
-
-  std::size_t start = 0;   // of the line
-  std::size_t length = 0;  // its bytes, "\n" left out
-  std::size_t end = 0;     // of the line, "\n" included
-  char head[HEAD + 1];     // the first bytes of the line
-  std::size_t head_size = 0;
-
- private:
-  bool fill(std::size_t at) {
-    base = at;
-    filled = std::min(block.size(), size - at);
-    return read_at(fd, block.data(), filled, at);
-  }
-
-  int fd;
-  std::size_t size;
-  std::vector<char> block;
-  std::size_t base = 0;    // offset of block[0] in the file
-  std::size_t filled = 0;  // bytes of the file in block
-};
 
 // Whether the rows under a layout have their time as their first cell.
 bool time_first(const Context& layout) {
@@ -123,11 +35,6 @@ bool time_first(const std::string& header) {
   return !layout->fields.empty()
          && *layout->fields[0].name == (layout->version == LV_TRELK_3 ? "timestamp" : "time");
 }
-
-struct HeaderAt {
-  std::string text;
-  std::uint64_t number;
-};
 
 }  // namespace
 
@@ -146,72 +53,129 @@ void LogFileImpl::read_window(std::int64_t since, std::int64_t until) {
   window_pending = true;  // looked for when the file is first read
 }
 
-void LogFileImpl::find_window() {
-  window_pending = false;
-  struct stat status;
-  if (fstat(fileno(file), &status) != 0) {
-    return;
-  }
-  const auto size = static_cast<std::size_t>(status.st_size);
-  bool by_first_cell = previous ? time_first(*previous->get_context()) : true;  // "#time,sdrops"
-  std::vector<HeaderAt> headers;  // before the first row of the window
-  std::size_t header_bytes = 0;
-  std::size_t first = size;  // the start of the first row of the window
-  std::uint64_t first_number = 0;
-  std::size_t last = 0;  // the end of the last line that must be read
+void LogFile::keep_window_index(const std::string& directory) {
+  impl->window_index = directory;
+}
+
+namespace {
+
+enum class Search {
+  kFound,      // the window is found
+  kReadWhole,  // a line the first cell cannot judge: the file is read from its top
+  kNot         // read from the top too, but for a reason of this window or this reader only, or
+               // a read failed: nothing is learned for the next
+};
+
+// The one pass over the file: looks at the first cell of every line, and keeps what it learns in
+// index. by_first_cell: whether the rows before the first header line have the time first.
+Search search(int fd, std::size_t size, std::int64_t since, std::int64_t until, bool by_first_cell,
+              WindowIndex& index, WindowFound& found) {
+  std::size_t header_bytes = 0;  // of the header lines before the window
+  bool headed = false;           // a header line was read
+  found = {size, 0, 0, {}};
   std::uint64_t number = 0;
   std::string line;
-  LineScan scan(fileno(file), size);
+  LineScan scan(fd, size);
   while (scan.next()) {
+    index.line(scan.start, number);
     ++number;
     if (scan.length > LineBuffer::LINE_LIMIT) {
-      return;  // the reader reports it
+      index.read_whole();
+      return Search::kReadWhole;  // the reader reports it
     }
     if (scan.head_size > 0 && scan.head[0] == '#') {
       if (!scan.text(line)) {
-        return;
+        return Search::kNot;
       }
       by_first_cell = time_first(line);
-      if (first == size) {
+      headed = true;
+      index.header(scan.start, number, line.size(), by_first_cell);
+      if (found.first == size) {
         header_bytes += line.size();
         if (header_bytes > LineBuffer::LINE_LIMIT) {
-          return;  // hardly a statistics file: not worth holding
+          return Search::kNot;  // hardly a statistics file: not worth holding
         }
-        headers.push_back({line, number});
+        found.headers.push_back({line, number});
       } else {
-        last = scan.end;
+        found.last = scan.end;
       }
       continue;
     }
-    // The first cell as the reader reads it: from the line's first bytes, up to a NUL.
-    scan.head[scan.head_size] = '\0';
-    char* p = skip_delimiters(scan.head);
-    const bool cut = scan.head_size < scan.length;
-    if (!by_first_cell || *p == '\0') {
-      return;  // a time the first cell does not give, or a line that ends the input
-    }
-    const auto time = static_cast<std::int64_t>(read_count(p));
-    if (cut && p == scan.head + scan.head_size) {
-      return;  // the cell goes on past the bytes looked at
-    }
-    if (skip_before <= time && time < window_until) {
-      if (first == size) {
-        first = scan.start;
-        first_number = number - 1;
+    if (!by_first_cell) {
+      // A time the first cell does not give: in a layout of the file's, or in that of the record
+      // before the file (another reader may come with another).
+      if (headed) {
+        index.read_whole();
+        return Search::kReadWhole;
       }
-      last = scan.end;
+      return Search::kNot;
+    }
+    std::int64_t time = 0;
+    if (!scan.first_cell_time(time)) {
+      index.read_whole();
+      return Search::kReadWhole;  // a line that ends the input, or a cell past the bytes looked at
+    }
+    index.row(time);
+    if (since <= time && time < until) {
+      if (found.first == size) {
+        found.first = scan.start;
+        found.first_number = number - 1;
+      }
+      found.last = scan.end;
     }
   }
   if (scan.end < size) {
-    return;  // a read failed: the reader reports it
+    return Search::kNot;  // a read failed: the reader reports it
   }
-  if (first == size) {
-    first_number = number;
-    last = size;
+  index.end(number);
+  if (found.first == size) {
+    found.first_number = number;
+    found.last = size;
   }
+  return Search::kFound;
+}
+
+}  // namespace
+
+void LogFileImpl::find_window() {
+  window_pending = false;
+  const int fd = fileno(file);
+  struct stat status;
+  if (fstat(fd, &status) != 0) {
+    return;
+  }
+  struct timespec began {};
+  clock_gettime(CLOCK_REALTIME_COARSE, &began);
+  const auto size = static_cast<std::size_t>(status.st_size);
+  const bool by_first_cell =
+      previous ? time_first(*previous->get_context()) : true;  // "#time,sdrops"
+  WindowFound found;
+  WindowIndex index;
+  if (!window_index.empty() && WindowIndex::load(window_index, status, index)) {
+    switch (index.find(fd, size, skip_before, window_until, by_first_cell, found)) {
+      case WindowIndex::kFound:
+        start_window(found);
+        return;
+      case WindowIndex::kReadWhole:
+        return;
+      case WindowIndex::kUnusable:
+        index = WindowIndex();
+        break;  // the pass finds it, and indexes the file anew
+    }
+  }
+  const Search outcome = search(fd, size, skip_before, window_until, by_first_cell, index, found);
+  if (!window_index.empty() && outcome != Search::kNot) {
+    index.save(window_index, fd, status, began);
+  }
+  if (outcome == Search::kFound) {
+    start_window(found);
+  }
+}
+
+void LogFileImpl::start_window(WindowFound& found) {
   // The header lines before the window reach the check and make their layouts, in order, as if
   // read; the last of them is the layout of the rows that follow.
-  for (HeaderAt& h : headers) {
+  for (WindowFound::Header& h : found.headers) {
     if (line_check) {
       line_check(h.text.c_str(), h.text.size(), h.number);
     }
@@ -219,14 +183,15 @@ void LogFileImpl::find_window() {
   }
   // The reader starts afresh at the window's first row: what it read of the file's top is
   // dropped, and its line numbers go on from the lines passed over.
+  const std::size_t first = found.first;
   lseek(fileno(file), static_cast<off_t>(first), SEEK_SET);
   const std::size_t recent = std::min(first, LineBuffer::RECENT_SIZE);
-  line.resize(recent);
+  std::string line(recent, '\0');
   if (recent > 0 && !read_at(fileno(file), line.data(), recent, first - recent)) {
     line.clear();
   }
-  lines->restart(line, first_number);
-  end_offset = static_cast<off_t>(last);
+  lines->restart(line, found.first_number);
+  end_offset = static_cast<off_t>(found.last);
 }
 
 }  // namespace perflib

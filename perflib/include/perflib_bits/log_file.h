@@ -87,6 +87,13 @@ class PERFLIB_EXPORT LogFile {
   // not the first column) the file is read from its top instead. Rows outside the window that
   // are read are returned as any other.
   void read_window(std::int64_t since, std::int64_t until);
+  // Before read_window: its pass keeps what it learns of the file (where its times and header
+  // lines are) in an index in directory, which must exist, and a later read_window over the same
+  // file, unchanged, reads only the part of it the window needs instead of passing over all of
+  // it, with the same result. An index is used only while the file's device, inode, size and
+  // times of modification and change are those it was made for, and is made anew when it does
+  // not fit or cannot be read; failing to write one is silent. Empty (the default): none.
+  void keep_window_index(const std::string& directory);
   virtual void init(FILE* stream, bool tail, const std::string& name);
   virtual void close();
 
