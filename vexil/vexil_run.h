@@ -14,6 +14,7 @@
 #define VEXIL_VEXIL_RUN_H
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -181,7 +182,10 @@ class VexilRun {
                     static_cast<std::size_t>(std::count_if(
                         files.begin(), files.end(), [](const auto& f) { return f->lagging; })));
       notify.alive();
-      if (metrics && bucket_map.printed_until != published_until) {
+      // Rendered once caught up, or once a second while a backlog is read: a history of many
+      // buckets costs no rendering per bucket.
+      if (metrics && bucket_map.printed_until != published_until
+          && (!read || std::chrono::steady_clock::now() - published_at > std::chrono::seconds(1))) {
         publish_metrics();
       }
       if (!read) {
@@ -209,6 +213,7 @@ class VexilRun {
     metrics_server->publish(std::make_shared<const MetricsServer::Snapshot>(
         MetricsServer::Snapshot{metrics->render(false), metrics->render(true)}));
     published_until = bucket_map.printed_until;
+    published_at = std::chrono::steady_clock::now();
   }
 
   // The end of the bucket that holds the earliest time of the inputs not waiting for their files:
@@ -317,6 +322,7 @@ class VexilRun {
   std::optional<MetricsExposition> metrics;
   std::unique_ptr<MetricsServer> metrics_server;
   std::int64_t published_until = INT64_MIN;
+  std::chrono::steady_clock::time_point published_at;
   std::uint64_t ended_rows_read = 0;  // of the inputs that ended
   std::uint64_t ended_late_rows = 0;
   Map bucket_map;
