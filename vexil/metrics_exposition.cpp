@@ -211,6 +211,7 @@ void MetricsExposition::take(Column& c, const perflib::Record& r, std::uint32_t 
 void MetricsExposition::add_bucket(const Bucket& bucket, perflib::Record& merged) {
   last_end = merged.get_time();
   any_bucket = true;
+  ++added;
   const std::uint32_t time_index = merged.get_time_index();
   for (std::uint32_t i = 0; i < merged.pegs.size() && i < merged.context->fields.size(); ++i) {
     if (i != time_index && merged.printed(i)) {

@@ -39,6 +39,9 @@ class MetricsExposition {
 
   // A printed bucket: merged is its line, the bucket holds the stretches it was combined from.
   void add_bucket(const Bucket& bucket, perflib::Record& merged);
+  // How many buckets were added: a bucket is printed when its last holder lets it go, which may
+  // be an input (a supplemental one, say) after the map let it go.
+  std::uint64_t buckets_added() const { return added; }
 
   // vexil's own figures, as they are when the bucket is printed.
   struct Figures {
@@ -72,6 +75,7 @@ class MetricsExposition {
   int bucket_size;
   std::int64_t last_end = 0;
   bool any_bucket = false;
+  std::uint64_t added = 0;
   Figures own;
   std::vector<Column> columns;                                  // as first seen
   std::map<std::string, std::size_t, std::less<>> by_original;  // into columns

@@ -184,7 +184,7 @@ class VexilRun {
       notify.alive();
       // Rendered once caught up, or once a second while a backlog is read: a history of many
       // buckets costs no rendering per bucket.
-      if (metrics && bucket_map.printed_until != published_until
+      if (metrics && metrics->buckets_added() != published_buckets
           && (!read || std::chrono::steady_clock::now() - published_at > std::chrono::seconds(1))) {
         publish_metrics();
       }
@@ -212,7 +212,7 @@ class VexilRun {
     metrics->set_figures(figures);
     metrics_server->publish(std::make_shared<const MetricsServer::Snapshot>(
         MetricsServer::Snapshot{metrics->render(false), metrics->render(true)}));
-    published_until = bucket_map.printed_until;
+    published_buckets = metrics->buckets_added();
     published_at = std::chrono::steady_clock::now();
   }
 
@@ -321,7 +321,7 @@ class VexilRun {
   // --metrics-listen; before the map, whose buckets tell the exposition as they are printed.
   std::optional<MetricsExposition> metrics;
   std::unique_ptr<MetricsServer> metrics_server;
-  std::int64_t published_until = INT64_MIN;
+  std::uint64_t published_buckets = 0;
   std::chrono::steady_clock::time_point published_at;
   std::uint64_t ended_rows_read = 0;  // of the inputs that ended
   std::uint64_t ended_late_rows = 0;
