@@ -54,6 +54,11 @@ install(FILES "${PROJECT_SOURCE_DIR}/completions/vexil" "${PROJECT_SOURCE_DIR}/c
 # package's postinst finds it.
 install(FILES "${PROJECT_SOURCE_DIR}/examples/systemd/vexil.service"
   DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT programs)
+# A scrape configuration and alerting rules for --metrics-listen, with the rules' unit tests.
+install(FILES "${PROJECT_SOURCE_DIR}/examples/prometheus/prometheus.yml"
+  "${PROJECT_SOURCE_DIR}/examples/prometheus/vexil.rules.yml"
+  "${PROJECT_SOURCE_DIR}/examples/prometheus/vexil.rules.test.yml"
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples/prometheus" COMPONENT programs)
 install(FILES "${PROJECT_SOURCE_DIR}/examples/systemd/vexil.sysusers"
   DESTINATION lib/sysusers.d RENAME vexil.conf COMPONENT programs EXCLUDE_FROM_ALL)
 
