@@ -13,6 +13,7 @@
 // equals the plain merge's.
 //
 //   soak VEXIL WORKDIR [inputs=16] [lines_per_second=200] [seconds=60] [idle_seconds=60] [max_lag]
+// SOAK_VEXIL_ARGS in the environment: more options for vexil, separated by spaces.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -74,9 +75,10 @@ void append(Input& in, const std::string& line) {
   in.log << line;
 }
 
-// utime + stime of pid, in clock ticks.
-long long cpu_ticks(pid_t pid) {
-  std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+// utime + stime of pid, in clock ticks; given a task (thread) id, of that thread alone.
+long long cpu_ticks(pid_t pid, const std::string& task = "") {
+  std::ifstream stat("/proc/" + std::to_string(pid) + (task.empty() ? "" : "/task/" + task)
+                     + "/stat");
   std::string text((std::istreambuf_iterator<char>(stat)), {});
   std::istringstream fields(text.substr(text.rfind(')') + 2));
   std::string skip;
@@ -86,6 +88,21 @@ long long cpu_ticks(pid_t pid) {
   }
   fields >> user >> system;
   return user + system;
+}
+
+// The processor time of vexil's HTTP server thread (--metrics-listen), in clock ticks; -1 when
+// it has none.
+long long server_ticks(pid_t pid) {
+  long long ticks = -1;
+  for (const auto& task :
+       std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
+    std::string name;
+    std::getline(std::ifstream(task.path() / "comm"), name);
+    if (name.rfind("MHD", 0) == 0) {
+      ticks = std::max(ticks, 0LL) + cpu_ticks(pid, task.path().filename().string());
+    }
+  }
+  return ticks;
 }
 
 long status_kib(pid_t pid, const std::string& key) {
@@ -137,6 +154,13 @@ int main(int argc, char** argv) {
   std::vector<std::string> args{vexil, "-t", "-T", std::to_string(BUCKET)};
   if (max_lag >= 0) {
     args.insert(args.end(), {"--max-lag", std::to_string(max_lag)});
+  }
+  // More options for vexil, separated by spaces (bench/metrics.sh: --metrics-listen).
+  if (const char* more = std::getenv("SOAK_VEXIL_ARGS")) {
+    std::istringstream words(more);
+    for (std::string word; words >> word;) {
+      args.push_back(word);
+    }
   }
   for (int i = 0; i < count; ++i) {
     inputs[i].path = work + "/in" + std::to_string(i) + ".csv";
@@ -194,7 +218,7 @@ int main(int argc, char** argv) {
   const long long ticks = static_cast<long long>(rate) * seconds;
   std::vector<Clock::time_point> written(static_cast<std::size_t>(ticks) + 2);
   const auto step = std::chrono::nanoseconds(1'000'000'000LL / rate);
-  const long long busy_start = cpu_ticks(pid);
+  const long long busy_start = cpu_ticks(pid), server_start = server_ticks(pid);
   const auto begin = Clock::now();
   Input& truncated = inputs.back();
   const long long truncate_at = 2 * ticks / 3, pause = rate / 5 + 1;
@@ -233,6 +257,8 @@ int main(int argc, char** argv) {
   const double busy_time = seconds_since(begin);
   const double busy_share =
       static_cast<double>(cpu_ticks(pid) - busy_start) / sysconf(_SC_CLK_TCK) / busy_time;
+  const double server_share =
+      static_cast<double>(server_ticks(pid) - server_start) / sysconf(_SC_CLK_TCK) / busy_time;
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   const long peak_end = status_kib(pid, "VmHWM"), rss_end = status_kib(pid, "VmRSS");
   kill(pid, SIGTERM);
@@ -305,6 +331,9 @@ int main(int argc, char** argv) {
   std::printf("inputs %d, %d lines/s each, %d s (idle %d s before)\n", count, rate, seconds, idle);
   std::printf("cpu share idle    %.3f%%\n", 100 * idle_share);
   std::printf("cpu share busy    %.2f%%\n", 100 * busy_share);
+  if (server_start >= 0) {
+    std::printf("of it the server  %.2f%%\n", 100 * server_share);
+  }
   std::printf("peak rss start    %ld KiB\n", peak_start);
   std::printf("peak rss end      %ld KiB (rss %ld KiB)\n", peak_end, rss_end);
   std::printf("buckets timed     %zu\n", latency_ms.size());

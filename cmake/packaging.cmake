@@ -54,6 +54,11 @@ install(FILES "${PROJECT_SOURCE_DIR}/completions/vexil" "${PROJECT_SOURCE_DIR}/c
 # package's postinst finds it.
 install(FILES "${PROJECT_SOURCE_DIR}/examples/systemd/vexil.service"
   DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT programs)
+# A scrape configuration and alerting rules for --metrics-listen, with the rules' unit tests.
+install(FILES "${PROJECT_SOURCE_DIR}/examples/prometheus/prometheus.yml"
+  "${PROJECT_SOURCE_DIR}/examples/prometheus/vexil.rules.yml"
+  "${PROJECT_SOURCE_DIR}/examples/prometheus/vexil.rules.test.yml"
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples/prometheus" COMPONENT programs)
 install(FILES "${PROJECT_SOURCE_DIR}/examples/systemd/vexil.sysusers"
   DESTINATION lib/sysusers.d RENAME vexil.conf COMPONENT programs EXCLUDE_FROM_ALL)
 
@@ -178,7 +183,9 @@ per time bucket, from finished or compressed files or following live logs;
 vexil-plot draws the merged statistics as charts with gnuplot.")
 # dpkg-shlibdeps finds libperflib in the build tree, and the dependency on it is named here.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/perflib")
-set(CPACK_DEBIAN_PROGRAMS_PACKAGE_DEPENDS "libperflib${PROJECT_VERSION_MAJOR} (= ${vexil_deb_version})")
+# libmicrohttpd serves --metrics-listen; named here too, for a build without dpkg-shlibdeps.
+set(CPACK_DEBIAN_PROGRAMS_PACKAGE_DEPENDS
+  "libperflib${PROJECT_VERSION_MAJOR} (= ${vexil_deb_version}), libmicrohttpd12")
 # vexil-plot draws with gnuplot (without it vexil-plot says how to install it); the completions
 # use the helpers of bash-completion.
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_RECOMMENDS "gnuplot-nox, bash-completion")

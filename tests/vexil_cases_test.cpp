@@ -2,7 +2,7 @@
 // End-to-end runs of vexil and vexil-plot, one test per directory under tests/cases. A case holds
 // its input files, "cmd" (a bash script run in a scratch copy of the case, with both programs on
 // PATH, TZ=UTC, -e and pipefail), and the expected "stdout", "stderr" (absent: empty) and "status"
-// (absent: 0).
+// (absent: 0). EXAMPLES names the examples directory.
 #include <algorithm>
 
 #include "test_support.h"
@@ -31,7 +31,8 @@ TEST_P(VexilCase, PrintsWhatIsExpected) {
                            + getenv("PATH");
   const test_support::RunResult r = test_support::run(
       "/bin/bash",
-      {"-e", "-o", "pipefail", "-c", "PATH=" + path + "\n" + test_support::slurp(source / "cmd")},
+      {"-e", "-o", "pipefail", "-c",
+       "PATH=" + path + "\nEXAMPLES=" EXAMPLES_DIR "\n" + test_support::slurp(source / "cmd")},
       dir.path());
   EXPECT_EQ(r.out, test_support::slurp(source / "stdout"));
   EXPECT_EQ(r.err, test_support::slurp(source / "stderr"));

@@ -29,7 +29,8 @@ enum LongOnly : int {
   kColumns,
   kTimeFormat,
   kFormat,
-  kStrict
+  kStrict,
+  kMetricsListen
 };
 
 // The long options and their lines of the --help text, in the same order.
@@ -45,6 +46,7 @@ const option long_options[] = {
     {"columns", required_argument, nullptr, kColumns},
     {"time-format", required_argument, nullptr, kTimeFormat},
     {"format", required_argument, nullptr, kFormat},
+    {"metrics-listen", required_argument, nullptr, kMetricsListen},
     {nullptr, 0, nullptr, 0},
 };
 const char long_help[] =
@@ -71,14 +73,19 @@ const char long_help[] =
     "      ISO 8601 UTC (2026-11-20T14:00:00Z)\n"
     "   --format csv|tsv|jsonl  comma- or tab-separated lines (default csv), or one\n"
     "      JSON object per bucket (vexil -t --format jsonl | jq)\n"
+    "   --metrics-listen [address:]port  with -t: serve the merge to Prometheus at\n"
+    "      http://address:port/metrics (address 127.0.0.1 unless given; listen wider\n"
+    "      with 0.0.0.0:9464 or [::]:9464)\n"
     "   --version print the version\n"
     " arguments that are not options are read as more files, each as typed\n"
     " (vexil -f logs/engine*/perf_monitor.csv reads every engine)\n"
     " files may be compressed with gzip, zstd or xz\n"
     " examples:\n"
     "   vexil -d /var/log/trelk -l instance1 -l instance2 -f perf_monitor.csv\n"
-    "   vexil --rotated --since 2026-11-20T14:00Z --until 2026-11-20T15:00Z bundle/*/perf_monitor.csv\n"
-    "   vexil -t --format jsonl --columns 'daq.*' -d /var/log/trelk -l i1 -l i2 -f perf_monitor.csv\n"
+    "   vexil --rotated --since 2026-11-20T14:00Z --until 2026-11-20T15:00Z "
+    "bundle/*/perf_monitor.csv\n"
+    "   vexil -t --format jsonl --columns 'daq.*' -d /var/log/trelk -l i1 -l i2 -f "
+    "perf_monitor.csv\n"
     "\n";
 
 // Whole seconds, 0 or more.
@@ -163,6 +170,9 @@ void Arguments::parse(int argc, char** argv) {
         columns.insert(columns.end(), more.begin(), more.end());
         break;
       }
+      case kMetricsListen:
+        metrics_listen = optarg;
+        break;
       case kFormat:
         format = parse_choice(optarg, "format", formats);
         break;
@@ -227,12 +237,16 @@ void Arguments::parse(int argc, char** argv) {
   if (max_lag && !tail) {
     throw std::runtime_error("--max-lag needs -t");
   }
+  if (metrics_listen && !tail) {
+    throw std::runtime_error("--metrics-listen needs -t");
+  }
   if (log_dirs.empty() && !file_names.empty()) {
     log_dirs.emplace_back();
   }
   for (const std::string& log_dir : log_dirs) {
     for (const std::string& file_name : file_names) {
       paths.push_back(base + log_dir + file_name);
+      log_dir_of_path.push_back(log_dir.empty() ? log_dir : log_dir.substr(0, log_dir.size() - 1));
     }
   }
   // Arguments that are not options (getopt_long moved them to the end): more files, as typed,

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "metrics_exposition.h"
 #include "stop_signals.h"
 
 namespace vexil {
@@ -34,6 +35,9 @@ Bucket::~Bucket() {
     output->print_csv(out);
   }
   last_printed = output;
+  if (metrics != nullptr) {
+    metrics->add_bucket(*this, *output);
+  }
 }
 
 bool Bucket::should_contain(std::int64_t t) {

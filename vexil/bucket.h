@@ -6,7 +6,7 @@
 // that order. A bucket prints itself when its last holder lets it go: the records are combined
 // across inputs, stamped with the END of the interval and written as CSV, with a header line
 // only when the layout differs from the record printed before; or, given a RecordWriter, in the
-// form that writer prints.
+// form that writer prints; then metrics, if any, takes in the line and its stretches.
 #ifndef VEXIL_BUCKET_H
 #define VEXIL_BUCKET_H
 
@@ -21,6 +21,8 @@
 #include "record_writer.h"
 
 namespace vexil {
+
+class MetricsExposition;
 
 class Bucket {
  public:
@@ -48,7 +50,8 @@ class Bucket {
   int size;
   perflib::RecordPtr& last_printed;
   FILE* out;
-  RecordWriter* writer = nullptr;  // none: the plain CSV of every column
+  RecordWriter* writer = nullptr;        // none: the plain CSV of every column
+  MetricsExposition* metrics = nullptr;  // told of the bucket once it is printed (--metrics-listen)
 };
 
 // Start of the interval of length size that holds t, truncating toward zero.

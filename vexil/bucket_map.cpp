@@ -20,6 +20,7 @@ std::shared_ptr<Bucket>& BucketMap::operator[](const std::int64_t& time) {
   if (it == buckets.end() || it->first != key) {
     it = buckets.emplace_hint(it, key, bucket_factory(key, size, last_printed));
     it->second->writer = writer;
+    it->second->metrics = metrics;
   }
   return it->second;
 }

@@ -46,7 +46,8 @@ class BucketMap {
   Factory bucket_factory;
   int size;
   perflib::RecordPtr& last_printed;
-  RecordWriter* writer = nullptr;  // given to each bucket made
+  RecordWriter* writer = nullptr;        // given to each bucket made
+  MetricsExposition* metrics = nullptr;  // the same
   // End of the last bucket that left the map; a row before it is late.
   std::int64_t printed_until = INT64_MIN;
 };

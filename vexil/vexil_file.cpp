@@ -172,10 +172,12 @@ VexilFile::Step VexilFile::bucket_next_ready(bool drop_late) {
   if (!r) {
     return would_block() && !ended_by_window ? kWaiting : kEnded;
   }
+  ++rows_read;
   settled_time = std::min(last_row_time, r->get_time());
   last_row_time = r->get_time();
   if (drop_late && r->get_time() < map.printed_until) {
     ++late_rows;
+    ++late_rows_dropped;
     return kRead;
   }
   if (lagging) {

@@ -70,6 +70,9 @@ class VexilFile : public perflib::LogFile {
   // the future left out (for the lag limit).
   std::int64_t settled_time = INT64_MIN;
   std::int64_t late_rows = 0;  // for buckets already printed, dropped and not yet reported
+  // Since the start, in tail mode: rows read, and those of them dropped as late.
+  std::uint64_t rows_read = 0;
+  std::uint64_t late_rows_dropped = 0;
 
  private:
   perflib::RecordPtr read_one(bool ready);

@@ -14,6 +14,7 @@
 #define VEXIL_VEXIL_RUN_H
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -25,6 +26,8 @@
 #include "bucket.h"
 #include "cache_directory.h"
 #include "cpu_count.h"
+#include "metrics_exposition.h"
+#include "metrics_server.h"
 #include "open_file_limit.h"
 #include "output_check.h"
 #include "output_file.h"
@@ -49,6 +52,14 @@ class VexilRun {
         || args.time_format != TimeFormat::kEpoch) {
       writer.emplace(args.format, args.time_format, args.columns);
       bucket_map.writer = &*writer;
+    }
+    if (args.metrics_listen) {
+      metrics.emplace(MetricsExposition::engine_labels(args.paths, args.log_dir_of_path,
+                                                       args.supplemental_paths),
+                      args.bucket_size);
+      bucket_map.metrics = &*metrics;
+      metrics_server = std::make_unique<MetricsServer>(*args.metrics_listen);
+      std::fprintf(stderr, "vexil: metrics at %s\n", metrics_server->url().c_str());
     }
   }
   virtual ~VexilRun() {
@@ -162,6 +173,7 @@ class VexilRun {
   }
 
   void follow_files() {
+    publish_metrics();
     while (!files.empty() || !supplemental_files.empty()) {
       const std::int64_t horizon = sweep_horizon();
       bool read = read_ready(files, horizon);
@@ -176,10 +188,38 @@ class VexilRun {
                     static_cast<std::size_t>(std::count_if(
                         files.begin(), files.end(), [](const auto& f) { return f->lagging; })));
       notify.alive();
+      // Rendered once caught up, or once a second while a backlog is read: a history of many
+      // buckets costs no rendering per bucket.
+      if (metrics && metrics->buckets_added() != published_buckets
+          && (!read || std::chrono::steady_clock::now() - published_at > std::chrono::seconds(1))) {
+        publish_metrics();
+      }
       if (!read) {
         wait_any();
       }
     }
+  }
+
+  // --metrics-listen: the figures as they are once a bucket is printed, rendered here so that a
+  // scrape only sends what it finds.
+  void publish_metrics() {
+    if (!metrics) {
+      return;
+    }
+    MetricsExposition::Figures figures{files.size() + supplemental_files.size(), 0, ended_rows_read,
+                                       ended_late_rows};
+    for (const Files* inputs : {&files, &supplemental_files}) {
+      for (const std::unique_ptr<VexilFile>& f : *inputs) {
+        figures.inputs_lagging += f->lagging ? 1 : 0;
+        figures.rows_read += f->rows_read;
+        figures.late_rows_dropped += f->late_rows_dropped;
+      }
+    }
+    metrics->set_figures(figures);
+    metrics_server->publish(std::make_shared<const MetricsServer::Snapshot>(
+        MetricsServer::Snapshot{metrics->render(false), metrics->render(true)}));
+    published_buckets = metrics->buckets_added();
+    published_at = std::chrono::steady_clock::now();
   }
 
   // The end of the bucket that holds the earliest time of the inputs not waiting for their files:
@@ -211,6 +251,8 @@ class VexilRun {
         read = read || step == VexilFile::kRead;
       } while (step == VexilFile::kRead && inputs[i]->get_prev_time() < horizon);
       if (step == VexilFile::kEnded) {
+        ended_rows_read += inputs[i]->rows_read;
+        ended_late_rows += inputs[i]->late_rows_dropped;
         inputs.erase(inputs.begin() + static_cast<std::ptrdiff_t>(i));
         continue;
       }
@@ -282,6 +324,13 @@ class VexilRun {
   // Declared before the map: buckets printed while the map is torn down still read them.
   perflib::RecordPtr last_printed;
   std::optional<RecordWriter> writer;  // none: the plain CSV of every column
+  // --metrics-listen; before the map, whose buckets tell the exposition as they are printed.
+  std::optional<MetricsExposition> metrics;
+  std::unique_ptr<MetricsServer> metrics_server;
+  std::uint64_t published_buckets = 0;
+  std::chrono::steady_clock::time_point published_at;
+  std::uint64_t ended_rows_read = 0;  // of the inputs that ended
+  std::uint64_t ended_late_rows = 0;
   Map bucket_map;
   std::unique_ptr<perflib::ParseAhead> parse_ahead;  // outlives the inputs it reads
   Files files;
