@@ -214,7 +214,7 @@ void Arguments::parse(int argc, char** argv) {
         break;
       case kVersion:
         help = true;
-        std::fputs("vexil 7.0.0\n", stdout);
+        std::fputs("vexil " VEXIL_VERSION "\n", stdout);
         return;
       default:
         // A long option: getopt_long said what is wrong with it on stderr.
