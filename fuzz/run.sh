@@ -9,8 +9,9 @@
 #                                        another)
 #
 # Each target first replays its seed corpus (corpus/TARGET) and past findings (regressions/TARGET),
-# then fuzzes from them. A crash, sanitizer report, hang (10 s on one input), memory blow-up
-# (2 GiB) or failed check is a finding: the run fails and the input is kept in
+# then fuzzes from them. A crash, sanitizer report, hang (10 s on one input; 60 s for differential,
+# which runs the sanitized vexil a dozen times or more on a scenario whose files reach 1 MB),
+# memory blow-up (2 GiB) or failed check is a finding: the run fails and the input is kept in
 # BUILD/fuzz/findings/TARGET/; copy it into regressions/TARGET/ once its fix is in.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
@@ -32,7 +33,9 @@ fuzz_one() {
   local replay=("$here/corpus/$name")
   [[ -d "$here/regressions/$name" ]] && replay+=("$here/regressions/$name")
   mkdir -p "$work" "$findings"
-  local options=(-timeout=10 -rss_limit_mb=2048 -dict="$here/perflib.dict"
+  local hang=10
+  [[ $name == differential ]] && hang=60
+  local options=(-timeout=$hang -rss_limit_mb=2048 -dict="$here/perflib.dict"
     -artifact_prefix="$findings/" -print_final_stats=1)
   echo "== $name: replaying $(find "${replay[@]}" -type f | wc -l) saved inputs"
   if ! find "${replay[@]}" -type f -print0 | xargs -0 "$binary" "${options[@]}" >"$log" 2>&1; then
