@@ -114,8 +114,6 @@ class Spawned {
     close(out_);
   }
 
-  pid_t pid() const { return pid_; }
-
   // Sends sig, reads the output to its end and returns the exit status (128 + signal if killed).
   int stop(int sig) {
     kill(pid_, sig);
